@@ -1,0 +1,279 @@
+#include "DescriptorIo.h"
+
+#include "MessageOf.h"
+#include "TemporaryDevice.h"
+
+#include <array>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <numeric>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace vantorBoardSupport;
+
+namespace {
+
+// Large enough for no pipe or socket to take it at once.
+constexpr size_t kLarge = 1 << 20;
+
+struct Descriptor
+{
+    explicit Descriptor(int number) : fd(number) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor()
+    {
+        Close();
+    }
+    void Close()
+    {
+        if (fd >= 0)
+            close(fd);
+        fd = -1;
+    }
+    int fd;
+};
+
+struct Pipe
+{
+    Pipe() : Pipe(std::array<int, 2>()) {}
+    explicit Pipe(std::array<int, 2> ends)
+        : made(pipe(ends.data())), readEnd(ends[0]), writeEnd(ends[1])
+    {
+    }
+    int made;
+    Descriptor readEnd;
+    Descriptor writeEnd;
+};
+
+Bytes Pattern(size_t count)
+{
+    Bytes bytes(count);
+    for (size_t i = 0; i < count; ++i)
+        bytes[i] = static_cast<uint8_t>(i % 251);
+    return bytes;
+}
+
+Bytes ReadToEnd(int fd, size_t chunk)
+{
+    Bytes all;
+    Bytes part(chunk);
+    ssize_t count = 0;
+    while ((count = read(fd, part.data(), chunk)) > 0)
+        all.insert(all.end(), part.begin(), part.begin() + count);
+    return all;
+}
+
+void IgnoreSignal(int) {}
+
+// Interrupts the blocking calls of this thread again and again.
+class Interruptions
+{
+public:
+    Interruptions()
+    {
+        struct sigaction action = {};
+        action.sa_handler = IgnoreSignal; // without SA_RESTART
+        sigaction(SIGALRM, &action, &oldAction);
+        const itimerval often = {{0, 2000}, {0, 2000}};
+        setitimer(ITIMER_REAL, &often, nullptr);
+    }
+    ~Interruptions()
+    {
+        const itimerval never = {};
+        setitimer(ITIMER_REAL, &never, nullptr);
+        sigaction(SIGALRM, &oldAction, nullptr);
+    }
+
+private:
+    struct sigaction oldAction = {};
+};
+
+std::string TextOf(int error)
+{
+    return strerror(error);
+}
+
+} // namespace
+
+TEST(WriteLoop, WithNothingToWriteMakesNoCallEvenOnAClosedDescriptor)
+{
+    EXPECT_NO_THROW(WriteLoop(-1, nullptr, 0));
+}
+
+TEST(ReadLoop, WithNothingToReadMakesNoCallEvenOnAClosedDescriptor)
+{
+    EXPECT_NO_THROW(ReadLoop(-1, nullptr, 0));
+}
+
+TEST(WriteLoop, ShortTransfersAreContinuedUntilAllIsWritten)
+{
+    std::array<int, 2> ends{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
+    Descriptor writer(ends[0]);
+    const Descriptor reader(ends[1]);
+    Bytes received;
+    std::thread slowReader([&] { received = ReadToEnd(reader.fd, 777); });
+
+    const Bytes sent = Pattern(kLarge);
+    WriteLoop(writer.fd, sent.data(), sent.size());
+    writer.Close();
+    slowReader.join();
+    EXPECT_EQ(received, sent);
+}
+
+TEST(ReadLoop, ShortTransfersAreContinuedUntilAllIsRead)
+{
+    Pipe pipe;
+    ASSERT_EQ(pipe.made, 0);
+    const Bytes sent = Pattern(1000);
+    std::thread slowWriter([&] {
+        for (const uint8_t byte : sent)
+            WriteLoop(pipe.writeEnd.fd, &byte, 1);
+    });
+
+    Bytes received(sent.size());
+    ReadLoop(pipe.readEnd.fd, received.data(), received.size());
+    slowWriter.join();
+    EXPECT_EQ(received, sent);
+}
+
+TEST(WriteLoop, AFullNonBlockingDescriptorIsTriedAgainUntilItTakesTheRest)
+{
+    Pipe pipe;
+    ASSERT_EQ(pipe.made, 0);
+    ASSERT_EQ(fcntl(pipe.writeEnd.fd, F_SETFL, O_NONBLOCK), 0);
+    Bytes received;
+    std::thread lateReader([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        received = ReadToEnd(pipe.readEnd.fd, 4096);
+    });
+
+    const Bytes sent = Pattern(kLarge);
+    WriteLoop(pipe.writeEnd.fd, sent.data(), sent.size());
+    pipe.writeEnd.Close();
+    lateReader.join();
+    EXPECT_EQ(received, sent);
+}
+
+TEST(ReadLoop, AnEmptyNonBlockingDescriptorIsTriedAgainUntilTheBytesCome)
+{
+    Pipe pipe;
+    ASSERT_EQ(pipe.made, 0);
+    ASSERT_EQ(fcntl(pipe.readEnd.fd, F_SETFL, O_NONBLOCK), 0);
+    const Bytes sent = {1, 2, 3};
+    std::thread lateWriter([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        WriteLoop(pipe.writeEnd.fd, sent.data(), sent.size());
+    });
+
+    Bytes received(3);
+    ReadLoop(pipe.readEnd.fd, received.data(), received.size());
+    lateWriter.join();
+    EXPECT_EQ(received, sent);
+}
+
+TEST(ReadLoop, AnInterruptedCallIsRepeated)
+{
+    Pipe pipe;
+    ASSERT_EQ(pipe.made, 0);
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    pthread_sigmask(SIG_BLOCK, &alarm, nullptr); // for the writer: the reader gets the signals
+    std::thread lateWriter([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(40));
+        WriteLoop(pipe.writeEnd.fd, "x", 1);
+    });
+    pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
+
+    char received = 0;
+    {
+        const Interruptions interruptions;
+        ReadLoop(pipe.readEnd.fd, &received, 1);
+    }
+    lateWriter.join();
+    EXPECT_EQ(received, 'x');
+}
+
+TEST(WriteLoop, OnADescriptorThatIsNotOpenThrowsTheSystemsErrorBehindADoubledColon)
+{
+    const auto call = [] { WriteLoop(-1, "x", 1); };
+    EXPECT_EQ(MessageOf<std::system_error>(call),
+              "Error writing to file descriptor:: " + TextOf(EBADF));
+    EXPECT_EQ(ErrnoOf(call), EBADF);
+}
+
+TEST(ReadLoop, OnADescriptorThatIsNotOpenThrowsTheSystemsErrorBehindADoubledColon)
+{
+    char byte = 0;
+    const auto call = [&] { ReadLoop(-1, &byte, 1); };
+    EXPECT_EQ(MessageOf<std::system_error>(call),
+              "Error reading from file descriptor:: " + TextOf(EBADF));
+    EXPECT_EQ(ErrnoOf(call), EBADF);
+}
+
+TEST(WriteLoop, AFullDeviceThrowsItsError)
+{
+    const Descriptor full(open("/dev/full", O_RDWR));
+    EXPECT_EQ(MessageOf<std::system_error>([&] { WriteLoop(full.fd, "x", 1); }),
+              "Error writing to file descriptor:: " + TextOf(ENOSPC));
+}
+
+TEST(ReadLoop, TheEndOfTheDeviceThrowsALogicErrorAndKeepsTheBytesBeforeIt)
+{
+    const TemporaryDevice device({1, 2, 3});
+    const Descriptor file(open(device.Path().c_str(), O_RDWR));
+    Bytes received(4, 0xAA);
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { ReadLoop(file.fd, received.data(), 4); }),
+              "Error reading from file descriptor. No bytes read:");
+    EXPECT_EQ(received, Bytes({1, 2, 3, 0xAA}));
+}
+
+TEST(SeekWrite, WritesAtThePositionAndNowhereElse)
+{
+    const TemporaryDevice device({0, 1, 2, 3, 4, 5});
+    const Descriptor file(open(device.Path().c_str(), O_RDWR));
+    SeekWrite(file.fd, 2, "AB", 2);
+    EXPECT_EQ(device.Contents(), Bytes({0, 1, 'A', 'B', 4, 5}));
+}
+
+TEST(SeekRead, ReadsFromThePositionWhereverTheDescriptorStood)
+{
+    const TemporaryDevice device({0, 1, 2, 3, 4, 5});
+    const Descriptor file(open(device.Path().c_str(), O_RDWR));
+    Bytes received(2);
+    for (int again = 0; again < 2; ++again) {
+        SeekRead(file.fd, 3, received.data(), 2);
+        EXPECT_EQ(received, Bytes({3, 4}));
+    }
+}
+
+TEST(SeekWrite, OnADescriptorThatIsNotOpenFailsInTheSeekWithASingleColon)
+{
+    EXPECT_EQ(MessageOf<std::system_error>([] { SeekWrite(-1, 0, "x", 1); }),
+              "Error seek file descriptor: " + TextOf(EBADF));
+}
+
+TEST(SeekRead, OnADescriptorThatCannotSeekFailsInTheSeek)
+{
+    const Pipe pipe;
+    ASSERT_EQ(pipe.made, 0);
+    char byte = 0;
+    const auto call = [&] { SeekRead(pipe.readEnd.fd, 0, &byte, 1); };
+    EXPECT_EQ(MessageOf<std::system_error>(call), "Error seek file descriptor: " + TextOf(ESPIPE));
+    EXPECT_EQ(ErrnoOf(call), ESPIPE);
+}
+
+TEST(SeekWrite, ANegativePositionFailsInTheSeekAndWritesNothing)
+{
+    const TemporaryDevice device({0, 1, 2});
+    const Descriptor file(open(device.Path().c_str(), O_RDWR));
+    EXPECT_EQ(ErrnoOf([&] { SeekWrite(file.fd, -2, "AB", 2); }), EINVAL);
+    EXPECT_EQ(device.Contents(), Bytes({0, 1, 2}));
+}
