@@ -1,0 +1,367 @@
+#include "Eeprom.h"
+
+#include "Crc32.h"
+#include "MessageOf.h"
+#include "TestEeprom.h"
+
+#include <cstring>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace vantorBoardSupport;
+
+namespace {
+
+constexpr const char* kVerifyText = "write verified error (write protected?)";
+
+// A device that accepts every write and keeps reading as zeros, like a write-protected part.
+constexpr const char* kProtectedDevice = "/dev/zero";
+
+// A 16-byte device whose record ends at byte 8.
+class SmallDevice : public testing::Test
+{
+protected:
+    TemporaryDevice device{Bytes(16, 0x11)};
+    TestEeprom eeprom{device.Path(), 16, 8};
+
+    Bytes ExpectedCrc() const
+    {
+        const Bytes record = device.Contents(0, 8);
+        const uint32_t crc = Crc32(record.data(), 8, 0xFFFFFFFF, true);
+        return {static_cast<uint8_t>(crc >> 24), static_cast<uint8_t>(crc >> 16),
+                static_cast<uint8_t>(crc >> 8), static_cast<uint8_t>(crc)};
+    }
+};
+
+using Open = SmallDevice;
+using Reopen = SmallDevice;
+using ReadFormatVersion = SmallDevice;
+using RefreshMirror = SmallDevice;
+using IsCrcValid = SmallDevice;
+using RewriteCrc = SmallDevice;
+using WriteField = SmallDevice;
+using Erase = SmallDevice;
+
+} // namespace
+
+TEST(Eeprom, StartsClosedWithEverythingZeroButThePcbSerialWidth)
+{
+    const TestEeprom eeprom;
+    EXPECT_EQ(eeprom.path, "");
+    EXPECT_EQ(eeprom.fd, -1);
+    EXPECT_EQ(eeprom.Mirror(2049), Bytes(2049, 0));
+    EXPECT_EQ(eeprom.formatVersion, 0U);
+    EXPECT_EQ(eeprom.size, 0U);
+    EXPECT_EQ(eeprom.versionPos, 0);
+    EXPECT_EQ(eeprom.patternPos, 0U);
+    EXPECT_EQ(eeprom.productionDatePos, 0);
+    EXPECT_EQ(eeprom.serviceDatePos, 0);
+    EXPECT_EQ(eeprom.productTypePos, 0);
+    EXPECT_EQ(eeprom.hardwareRevPos, 0);
+    EXPECT_EQ(eeprom.pcbRevPos, 0);
+    EXPECT_EQ(eeprom.pcbSerialPos, 0);
+    EXPECT_EQ(eeprom.serialPos, 0);
+    EXPECT_EQ(eeprom.crcPos, 0U);
+    EXPECT_EQ(eeprom.block8Pos, 0);
+    EXPECT_EQ(eeprom.pcbSerialMaxLen, 12U);
+}
+
+TEST_F(Open, ReturnsTheDescriptorOfTheDeviceForReadingAndWriting)
+{
+    TestEeprom other;
+    other.SetPath(device.Path());
+    const int fd = other.Open();
+    EXPECT_GT(fd, 0);
+    EXPECT_EQ(fd, other.fd);
+    EXPECT_EQ(fcntl(fd, F_GETFL) & (O_ACCMODE | O_APPEND | O_NONBLOCK), O_RDWR);
+}
+
+TEST(OpenFailure, OfAMissingPathThrowsTheSystemsTextBehindASingleColonAndLeavesMinusOne)
+{
+    TestEeprom eeprom;
+    eeprom.SetPath("/nowhere/eeprom");
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { eeprom.Open(); }),
+              std::string("Error: Open file descriptor: ") + strerror(ENOENT));
+    EXPECT_EQ(eeprom.fd, -1);
+}
+
+TEST(EepromDestructor, ClosesItsDescriptor)
+{
+    const TemporaryDevice device({0});
+    const size_t before = OpenDescriptors();
+    {
+        const TestEeprom eeprom(device.Path(), 1, 0);
+        EXPECT_EQ(OpenDescriptors(), before + 1);
+    }
+    EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST(EepromDestructor, LeavesDescriptorZeroOpen)
+{
+    {
+        TestEeprom eeprom;
+        eeprom.fd = 0;
+    }
+    EXPECT_NE(fcntl(0, F_GETFD), -1);
+}
+
+TEST_F(Reopen, ClosesTheDescriptorOpensThePathAgainAndReloadsTheMirror)
+{
+    const size_t before = OpenDescriptors();
+    device.Overwrite(3, {0x77});
+    eeprom.Reopen();
+    EXPECT_EQ(OpenDescriptors(), before);
+    EXPECT_EQ(eeprom.Mirror(16), device.Contents());
+}
+
+TEST_F(Reopen, DoesNotCloseDescriptorZero)
+{
+    const int own = eeprom.fd;
+    eeprom.fd = 0;
+    eeprom.Reopen();
+    EXPECT_NE(fcntl(0, F_GETFD), -1);
+    EXPECT_NE(eeprom.fd, 0);
+    close(own);
+}
+
+TEST_F(Reopen, AfterAFailureWorksAgainOnceThePathIsThere)
+{
+    eeprom.SetPath("/nowhere/eeprom");
+    EXPECT_THROW(eeprom.Reopen(), std::logic_error);
+    EXPECT_EQ(eeprom.fd, -1);
+    EXPECT_EQ(ErrnoOf([&] { eeprom.RefreshMirror(); }), EBADF);
+
+    eeprom.SetPath(device.Path());
+    eeprom.Reopen();
+    EXPECT_EQ(eeprom.Mirror(16), device.Contents());
+}
+
+TEST_F(Reopen, NeitherFormatsNorWritesAnything)
+{
+    eeprom.Reopen();
+    EXPECT_EQ(device.Contents(), Bytes(16, 0x11));
+}
+
+TEST_F(ReadFormatVersion, IsTheBigEndianWordOnTheDeviceNotInTheMirror)
+{
+    device.Overwrite(4, {0x12, 0x34});
+    eeprom.versionPos = 4;
+    EXPECT_EQ(eeprom.ReadFormatVersion(), 0x1234U);
+    EXPECT_EQ(eeprom.Mirror(16), Bytes(16, 0));
+}
+
+TEST_F(ReadFormatVersion, IsAllOnesOnADeviceTooShortForTheWord)
+{
+    eeprom.versionPos = 15;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(eeprom.ReadFormatVersion(), 0xFFFFU);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(ReadFormatVersionFailure, OfTheSeekGivesAllOnes)
+{
+    const TestEeprom eeprom;
+    EXPECT_EQ(eeprom.ReadFormatVersion(), 0xFFFFU);
+}
+
+TEST_F(RefreshMirror, CopiesExactlySizeBytes)
+{
+    eeprom.size = 10;
+    eeprom.RefreshMirror();
+    EXPECT_EQ(eeprom.Mirror(2049), Bytes(10, 0x11) + Bytes(2039, 0));
+}
+
+TEST(RefreshMirrorCapacity, TakesADeviceOf2048Bytes)
+{
+    const TemporaryDevice device(Bytes(4096, 0x22));
+    TestEeprom eeprom(device.Path(), 2048, 0);
+    eeprom.RefreshMirror();
+    EXPECT_EQ(eeprom.Mirror(2049), Bytes(2048, 0x22) + Bytes(1, 0));
+}
+
+TEST(RefreshMirrorCapacity, Refuses2049BytesBeforeAnyDeviceAccess)
+{
+    TestEeprom eeprom; // not even open
+    eeprom.size = 2049;
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { eeprom.RefreshMirror(); }),
+              "Mirror size is not big enough ");
+}
+
+TEST(RefreshMirrorFailure, OfTheSeekThrowsItsSystemError)
+{
+    TestEeprom eeprom;
+    eeprom.size = 128;
+    EXPECT_EQ(MessageOf<std::system_error>([&] { eeprom.RefreshMirror(); }),
+              std::string("Error seek file descriptor: ") + strerror(EBADF));
+}
+
+TEST_F(RefreshMirror, OfADeviceShorterThanItsSizeThrows)
+{
+    eeprom.size = 17;
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { eeprom.RefreshMirror(); }),
+              "Error reading from file descriptor. No bytes read:");
+}
+
+TEST_F(IsCrcValid, ComparesTheMirrorsRecordWithTheBigEndianWordBehindIt)
+{
+    eeprom.crcPos = 9;
+    memcpy(eeprom.mirror.data(), "123456789\xCB\xF4\x39\x26", 13);
+    EXPECT_TRUE(eeprom.IsCrcValid());
+    for (size_t i = 0; i < 13; ++i) {
+        eeprom.mirror[i] ^= 0x80;
+        EXPECT_FALSE(eeprom.IsCrcValid()) << "byte " << i;
+        eeprom.mirror[i] ^= 0x80;
+    }
+    eeprom.mirror[13] ^= 0x80;
+    EXPECT_TRUE(eeprom.IsCrcValid());
+}
+
+TEST_F(IsCrcValid, OfAnEmptyRecordIsWhetherTheStoredBytesAreZero)
+{
+    eeprom.crcPos = 0;
+    EXPECT_TRUE(eeprom.IsCrcValid());
+    eeprom.mirror[3] = 1;
+    EXPECT_FALSE(eeprom.IsCrcValid());
+}
+
+TEST_F(RewriteCrc, StoresTheCrcOfTheDeviceBigEndianAndLeavesTheMirror)
+{
+    device.Overwrite(0, BytesOf("12345678"));
+    eeprom.RewriteCrc();
+    // The published CRC-32 of "12345678".
+    EXPECT_EQ(device.Contents(),
+              BytesOf("12345678") + Bytes({0x9A, 0xE0, 0xDA, 0xAF}) + Bytes(4, 0x11));
+    EXPECT_EQ(eeprom.Mirror(16), Bytes(16, 0));
+}
+
+TEST(RewriteCrcFailure, OfTheSeekSurfacesInTheReadBehindIt)
+{
+    TestEeprom eeprom;
+    eeprom.size = 16;
+    EXPECT_EQ(MessageOf<std::system_error>([&] { eeprom.RewriteCrc(); }),
+              std::string("Error reading from file descriptor:: ") + strerror(EBADF));
+}
+
+TEST_F(WriteField, ChangesTheFieldStoresTheCrcReloadsTheMirrorAndReturnsZero)
+{
+    EXPECT_EQ(eeprom.WriteField(2, "abc", 3), 0);
+    EXPECT_EQ(device.Contents(), Bytes({0x11, 0x11, 'a', 'b', 'c', 0x11, 0x11, 0x11}) +
+                                     ExpectedCrc() + Bytes(4, 0x11));
+    EXPECT_EQ(eeprom.Mirror(16), device.Contents());
+    EXPECT_TRUE(eeprom.IsCrcValid());
+}
+
+TEST_F(WriteField, OfAnAbsentFieldReturnsMinusOneEvenIfItWouldOverflow)
+{
+    EXPECT_EQ(eeprom.WriteField(kNoField, "x", 1), -1);
+    EXPECT_EQ(eeprom.WriteField(kNoField, "x", 1000), -1);
+    EXPECT_EQ(device.Contents(), Bytes(16, 0x11));
+}
+
+TEST_F(WriteField, UpToTheLastByteOfTheDeviceSucceeds)
+{
+    EXPECT_EQ(eeprom.WriteField(14, "yz", 2), 0);
+    EXPECT_EQ(device.Contents(14, 2), BytesOf("yz"));
+}
+
+TEST_F(WriteField, BeyondTheDeviceThrowsBeforeTouchingIt)
+{
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { eeprom.WriteField(14, "xyz", 3); }),
+              "Write overflow");
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { eeprom.WriteField(17, "", 0); }), "Write overflow");
+    EXPECT_EQ(device.Contents(), Bytes(16, 0x11));
+}
+
+TEST_F(WriteField, OfNoBytesStillStoresTheCrcAndReloadsTheMirror)
+{
+    EXPECT_EQ(eeprom.WriteField(16, nullptr, 0), 0);
+    EXPECT_EQ(device.Contents(), Bytes(8, 0x11) + ExpectedCrc() + Bytes(4, 0x11));
+    EXPECT_EQ(eeprom.Mirror(16), device.Contents());
+}
+
+TEST_F(WriteField, AtANegativePositionThatWrapsTheBoundFailsInTheSeek)
+{
+    EXPECT_EQ(ErrnoOf([&] { eeprom.WriteField(-2, "ab", 2); }), EINVAL);
+    EXPECT_EQ(ErrnoOf([&] { eeprom.WriteField(-2, "abc", 3); }), EINVAL);
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { eeprom.WriteField(-2, "a", 1); }),
+              "Write overflow");
+    EXPECT_EQ(device.Contents(), Bytes(16, 0x11));
+}
+
+TEST(WriteFieldProtected, ThrowsOnTheFirstDifferenceAndLeavesTheMirror)
+{
+    TestEeprom eeprom(kProtectedDevice, 16, 8);
+    eeprom.mirror.fill(0x33);
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { eeprom.WriteField(2, "\0\0x", 3); }), kVerifyText);
+    EXPECT_EQ(eeprom.Mirror(2048), Bytes(2048, 0x33));
+}
+
+TEST(WriteFieldProtected, OfTheBytesThatAreThereAlreadyIsNotNoticed)
+{
+    TestEeprom eeprom(kProtectedDevice, 16, 8);
+    EXPECT_EQ(eeprom.WriteField(2, "\0\0", 2), 0);
+}
+
+TEST(WriteFieldFailure, OfTheWriteThrowsItsSystemErrorAndLeavesTheMirror)
+{
+    TestEeprom eeprom("/dev/full", 16, 8);
+    eeprom.mirror.fill(0x33);
+    EXPECT_EQ(MessageOf<std::system_error>([&] { eeprom.WriteField(2, "abc", 3); }),
+              std::string("Error writing to file descriptor:: ") + strerror(ENOSPC));
+    EXPECT_EQ(eeprom.Mirror(2048), Bytes(2048, 0x33));
+}
+
+TEST_F(Erase, SetsEveryByteToAllOnesAndLeavesCrcAndMirror)
+{
+    ASSERT_EQ(eeprom.WriteField(0, "abc", 3), 0);
+    const Bytes mirrorBefore = eeprom.Mirror(16);
+    testing::internal::CaptureStderr();
+    eeprom.Erase();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(device.Contents(), Bytes(16, 0xFF));
+    EXPECT_EQ(eeprom.Mirror(16), mirrorBefore);
+    EXPECT_TRUE(eeprom.IsCrcValid());
+
+    eeprom.RefreshMirror();
+    EXPECT_FALSE(eeprom.IsCrcValid());
+}
+
+TEST_F(Erase, TouchesNothingBehindTheDevicesSize)
+{
+    eeprom.size = 12;
+    eeprom.Erase();
+    EXPECT_EQ(device.Contents(), Bytes(12, 0xFF) + Bytes(4, 0x11));
+}
+
+TEST(EraseFailure, OfAProtectedDeviceIsOneLineOnStandardErrorAndReturns)
+{
+    TestEeprom eeprom(kProtectedDevice, 16, 8);
+    testing::internal::CaptureStderr();
+    eeprom.Erase();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string(kVerifyText) + "\n");
+}
+
+TEST(EraseFailure, OfTheSeekOrWriteIsOneLineOnStandardErrorAndReturns)
+{
+    TestEeprom closed;
+    closed.size = 16;
+    testing::internal::CaptureStderr();
+    closed.Erase();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              std::string("Error seek file descriptor: ") + strerror(EBADF) + "\n");
+
+    TestEeprom full("/dev/full", 16, 8);
+    testing::internal::CaptureStderr();
+    full.Erase();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              std::string("Error writing to file descriptor:: ") + strerror(ENOSPC) + "\n");
+}
+
+TEST_F(SmallDevice, BareFormatWritesNothing)
+{
+    eeprom.Format(1);
+    eeprom.Format(99);
+    EXPECT_EQ(device.Contents(), Bytes(16, 0x11));
+}
