@@ -1,0 +1,103 @@
+#include "VaEeprom.h"
+
+#include "AssertionFailure.h"
+#include "RecordLayout.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace vantorBoardSupport {
+
+namespace {
+
+constexpr const char* kDefaultMac = "02:a5:5e:00:00:00";
+constexpr EepromDate kDefaultDate = {20, 14, 1, 1, 0, 0, 0};
+constexpr uint16_t kDefaultProductType = 0x0030;
+constexpr const char* kDefaultRevision = "000";
+constexpr const char* kDefaultPcbSerial = "000000000000";
+constexpr const char* kDefaultSerial = "0000000000000";
+constexpr std::array<uint8_t, 8> kDefaultId = {0x02, 0xa5, 0x5e, 0x00, 0x00, 0x00, 0x00, 0x00};
+constexpr std::array<uint8_t, 4> kDefaultAri = {0x10, 0x5c, 0x80, 0x00};
+
+// Formatting version 2 clears no more than this, and so leaves the rest of the device alone.
+constexpr uint32_t kVersion2HeaderLength = 255;
+
+} // namespace
+
+VaEeprom& VaEeprom::GetInstance()
+{
+    static VaEeprom instance;
+    return instance;
+}
+
+VaEeprom::VaEeprom(const std::string& devicePath)
+{
+    versionPos = kVersionPos;
+    patternPos = kPatternPos;
+    SetPath(devicePath);
+    Open();
+    SelectLayout(ReadFormatVersion());
+    RefreshMirror();
+}
+
+void VaEeprom::SelectLayout(uint32_t version)
+{
+    const RecordLayout& layout = LayoutOf(version);
+    formatVersion = layout.formatVersion;
+    size = layout.size;
+    productionDatePos = layout.productionDatePos;
+    serviceDatePos = layout.serviceDatePos;
+    productTypePos = layout.productTypePos;
+    hardwareRevPos = layout.hardwareRevPos;
+    pcbRevPos = layout.pcbRevPos;
+    pcbSerialPos = layout.pcbSerialPos;
+    serialPos = layout.serialPos;
+    crcPos = layout.crcPos;
+    block8Pos = layout.block8Pos;
+    pcbSerialMaxLen = layout.pcbSerialMaxLen;
+    entityIdPos = layout.entityIdPos;
+    entityModelIdPos = layout.entityModelIdPos;
+    macPos = layout.macPos;
+    aioCalibrationPos = layout.aioCalibrationPos;
+    ariPos = layout.ariPos;
+}
+
+void VaEeprom::Format(uint32_t version)
+{
+    if (version > 2)
+        throw std::logic_error("EEPROM unsupported Format Version");
+    if (version == 0)
+        throw std::logic_error("Unknown EEPROM size");
+    SelectLayout(version);
+
+    std::array<uint8_t, kVersion2HeaderLength> header{};
+    header[1] = static_cast<uint8_t>(version);
+    constexpr std::array<char, 6> kPattern = {'V', 'a', 'n', 't', 'o', 'r'};
+    std::copy(kPattern.begin(), kPattern.end(), header.begin() + kPatternPos);
+    WriteField(0, header.data(), std::min(size, kVersion2HeaderLength));
+
+    for (const uint32_t index : {0U, 1U, 2U, 3U})
+        SetMacFromText(index, kDefaultMac);
+    WriteProductionDate(kDefaultDate);
+    WriteServiceDate(kDefaultDate);
+    WriteProductType(kDefaultProductType);
+    WriteHardwareRev(kDefaultRevision);
+    WritePcbRev(kDefaultRevision);
+    WritePcbSerialNumber(kDefaultPcbSerial);
+    WriteSerialNumber(kDefaultSerial);
+    WriteField(entityIdPos, kDefaultId.data(), kDefaultId.size());
+    WriteField(entityModelIdPos, kDefaultId.data(), kDefaultId.size());
+
+    // Absent from version 1, which these writes leave as it is.
+    SetUsbLocalMac(kDefaultMac);
+    SetUsbHostMac(kDefaultMac);
+    WriteField(ariPos, kDefaultAri.data(), kDefaultAri.size());
+}
+
+void VaEeprom::PeriodicCheck(int32_t)
+{
+    FailAssertion("false", "../VaEeprom.cpp", 101,
+                  "void vantorBoardSupport::VaEeprom::PeriodicCheck(int32_t)");
+}
+
+} // namespace vantorBoardSupport

@@ -1,0 +1,181 @@
+#include "VaEeprom.h"
+
+#include "FormattedRecords.h"
+#include "MessageOf.h"
+#include "RecordLayout.h"
+#include "TestRecord.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+
+using namespace vantorBoardSupport;
+
+namespace {
+
+Bytes Part(uint32_t bytes, uint8_t versionHigh, uint8_t versionLow)
+{
+    return Bytes{versionHigh, versionLow} + Bytes(bytes - 2, 0x11);
+}
+
+void ExpectLayout(const TestRecord& record, uint32_t version)
+{
+    const RecordLayout& layout = LayoutOf(version);
+    EXPECT_EQ(record.formatVersion, version);
+    EXPECT_EQ(record.size, layout.size);
+    EXPECT_EQ(record.versionPos, 0);
+    EXPECT_EQ(record.patternPos, 2U);
+    EXPECT_EQ(record.productionDatePos, layout.productionDatePos);
+    EXPECT_EQ(record.serviceDatePos, layout.serviceDatePos);
+    EXPECT_EQ(record.productTypePos, layout.productTypePos);
+    EXPECT_EQ(record.hardwareRevPos, layout.hardwareRevPos);
+    EXPECT_EQ(record.pcbRevPos, layout.pcbRevPos);
+    EXPECT_EQ(record.pcbSerialPos, layout.pcbSerialPos);
+    EXPECT_EQ(record.serialPos, layout.serialPos);
+    EXPECT_EQ(record.crcPos, layout.crcPos);
+    EXPECT_EQ(record.block8Pos, layout.block8Pos);
+    EXPECT_EQ(record.pcbSerialMaxLen, layout.pcbSerialMaxLen);
+    EXPECT_EQ(record.entityIdPos, layout.entityIdPos);
+    EXPECT_EQ(record.entityModelIdPos, layout.entityModelIdPos);
+    EXPECT_EQ(record.macPos, layout.macPos);
+    EXPECT_EQ(record.aioCalibrationPos, layout.aioCalibrationPos);
+    EXPECT_EQ(record.ariPos, layout.ariPos);
+    EXPECT_EQ(record.sparePos, -1);
+}
+
+} // namespace
+
+TEST(BringUp, OfVersion1TakesItsLayoutAndLoads128Bytes)
+{
+    const RecordOnDevice part(Part(2048, 0x00, 0x01));
+    ExpectLayout(part.record, 1);
+    EXPECT_EQ(part.record.Mirror(), part.device.Contents(0, 128));
+}
+
+TEST(BringUp, OfEveryOtherVersionTakesVersion2AndLoads2048Bytes)
+{
+    for (const uint32_t word : {0x0002U, 0x0000U, 0xFFFFU, 0x1234U, 0x0100U, 0x0003U}) {
+        testing::internal::CaptureStderr();
+        const RecordOnDevice part(
+            Part(4096, static_cast<uint8_t>(word >> 8), static_cast<uint8_t>(word)));
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+        ExpectLayout(part.record, 2);
+        EXPECT_EQ(part.record.Mirror(), part.device.Contents(0, 2048));
+    }
+}
+
+TEST(BringUp, OfAMissingDeviceThrowsTheOpenError)
+{
+    EXPECT_EQ(MessageOf<std::logic_error>([] { const VaEeprom record("/nowhere/eeprom"); }),
+              std::string("Error: Open file descriptor: ") + strerror(ENOENT));
+}
+
+TEST(BringUp, OfADeviceShorterThanItsLayoutThrowsAndLeavesNoDescriptorOpen)
+{
+    const TemporaryDevice blank128(Bytes(128, 0xFF));
+    const TemporaryDevice empty({});
+    const size_t before = OpenDescriptors();
+    for (const TemporaryDevice* device : {&blank128, &empty}) {
+        EXPECT_EQ(MessageOf<std::logic_error>([&] { const VaEeprom record(device->Path()); }),
+                  "Error reading from file descriptor. No bytes read:");
+    }
+    EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST(SelectLayout, FillsThePositionTableAndTouchesNoDevice)
+{
+    RecordOnDevice part(Version2Part());
+    part.record.SelectLayout(1);
+    ExpectLayout(part.record, 1);
+    part.record.SelectLayout(0xFFFF);
+    ExpectLayout(part.record, 2);
+    EXPECT_EQ(part.device.Contents(), Version2Part());
+}
+
+TEST(RecordReopen, OfARecordKeepsTheLayoutAndDoesNotFormat)
+{
+    RecordOnDevice part(Version2Part());
+    part.device.Overwrite(0, {0x00, 0x01});
+    part.record.Reopen();
+    ExpectLayout(part.record, 2);
+    EXPECT_EQ(part.device.Contents(), Bytes({0x00, 0x01}) + part.device.Contents(2, 2046));
+    EXPECT_EQ(part.record.Mirror(), part.device.Contents());
+}
+
+TEST(Format, OfVersion1WritesTheWholePart)
+{
+    RecordOnDevice part(Part(128, 0x00, 0x01));
+    part.record.Format(1);
+    EXPECT_EQ(part.device.Contents(), FormattedVersion1());
+    EXPECT_EQ(part.record.Mirror(), part.device.Contents());
+    EXPECT_TRUE(part.record.IsCrcValid());
+}
+
+TEST(Format, OfVersion2WritesTheFirst255BytesAndLeavesTheRest)
+{
+    RecordOnDevice part(Bytes(2048, 0xAB));
+    part.record.Format(2);
+    EXPECT_EQ(part.device.Contents(), FormattedVersion2() + Bytes(1793, 0xAB));
+    EXPECT_TRUE(part.record.IsCrcValid());
+}
+
+TEST(Format, OfTheOtherVersionSwitchesTheLayoutAndKeepsTheRestOfTheDevice)
+{
+    RecordOnDevice part(Bytes(2048, 0xAB));
+    part.record.Format(1);
+    ExpectLayout(part.record, 1);
+    EXPECT_EQ(part.device.Contents(), FormattedVersion1() + Bytes(1920, 0xAB));
+
+    part.record.Format(2);
+    ExpectLayout(part.record, 2);
+    EXPECT_EQ(part.device.Contents(), FormattedVersion2() + Bytes(1793, 0xAB));
+}
+
+TEST(Format, OfUnknownVersionsThrowsAndChangesNothing)
+{
+    RecordOnDevice part(Part(2048, 0x00, 0x01));
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { part.record.Format(0); }), "Unknown EEPROM size");
+    for (const uint32_t version : {3U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(MessageOf<std::logic_error>([&] { part.record.Format(version); }),
+                  "EEPROM unsupported Format Version");
+    }
+    ExpectLayout(part.record, 1);
+    EXPECT_EQ(part.device.Contents(), Part(2048, 0x00, 0x01));
+}
+
+TEST(Format, OfAProtectedPartThrowsAndKeepsTheNewLayout)
+{
+    TestRecord record("/dev/zero");
+    ExpectLayout(record, 2);
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { record.Format(1); }),
+              "write verified error (write protected?)");
+    ExpectLayout(record, 1);
+}
+
+TEST(Format, IsReachedThroughTheBareDevice)
+{
+    RecordOnDevice part(Bytes(2048, 0xFF));
+    Eeprom& device = part.record;
+    device.Format(2);
+    EXPECT_EQ(part.device.Contents(), Version2Part());
+}
+
+TEST(RecordErase, OfARecordLeavesMirrorAndLayout)
+{
+    RecordOnDevice part(FormattedVersion1());
+    part.record.Erase();
+    EXPECT_EQ(part.device.Contents(), Bytes(128, 0xFF));
+    ExpectLayout(part.record, 1);
+    EXPECT_TRUE(part.record.IsCrcValid());
+    EXPECT_EQ(part.record.ReadPattern(), "Vantor");
+
+    part.record.Format(1);
+    EXPECT_EQ(part.device.Contents(), FormattedVersion1());
+}
+
+TEST(PeriodicCheckDeathTest, AlwaysFailsItsAssertion)
+{
+    RecordOnDevice part(Version2Part());
+    EXPECT_EXIT(part.record.PeriodicCheck(1), testing::KilledBySignal(SIGABRT),
+                "\\.\\./VaEeprom\\.cpp:101: void vantorBoardSupport::VaEeprom::PeriodicCheck"
+                "\\(int32_t\\): Assertion `false' failed\\.");
+}
