@@ -49,7 +49,7 @@ std::string VaEeprom::ReadText(int32_t position, uint32_t width, const char* fai
     std::string text(width, '\0');
     if (ReadBytes(position, text.data(), width) == -1)
         return failureValue;
-    return text.c_str(); // up to the first zero byte
+    return text.substr(0, text.find('\0'));
 }
 
 int32_t VaEeprom::ReadRev(int32_t position, Revision& revision) const

@@ -46,8 +46,8 @@ int32_t VaEeprom::SetMacFromText(uint32_t index, const std::string& text)
 
 std::string VaEeprom::GetUsbMac(uint32_t index, const char* fallback) const
 {
-    const MacAddress mac = GetMacBytes(index);
-    return mac == MacAddress() ? fallback : vantorBoardSupport::MacToText(mac);
+    const std::string text = MacToText(index);
+    return text == "00:00:00:00:00:00" ? fallback : text;
 }
 
 std::string VaEeprom::GetUsbLocalMac() const

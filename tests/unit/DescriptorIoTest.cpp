@@ -83,6 +83,8 @@ public:
         const itimerval often = {{0, 2000}, {0, 2000}};
         setitimer(ITIMER_REAL, &often, nullptr);
     }
+    Interruptions(const Interruptions&) = delete;
+    Interruptions& operator=(const Interruptions&) = delete;
     ~Interruptions()
     {
         const itimerval never = {};

@@ -1,0 +1,115 @@
+"""Runs the built program on a board of its own: umockdev puts a file at the device path."""
+
+import os
+import re
+import subprocess
+from collections import namedtuple
+from pathlib import Path
+
+import pytest
+
+DEVICE = "sys/bus/i2c/devices/0-0050/eeprom"
+
+Result = namedtuple("Result", "status out err")
+
+
+def pytest_addoption(parser):
+    parser.addoption("--program", required=True, help="the kestrel to be tested")
+
+
+class Board:
+    """A test bed with one EEPROM, whose image is a plain file.
+
+    A plain file answers differently from the kernel's driver in that it can grow, has no page of
+    its own to fail in, and never times out.
+    """
+
+    def __init__(self, directory, program, contents):
+        self.directory = directory
+        self.program = program
+        self.path = directory / DEVICE
+        self.path.parent.mkdir(parents=True)
+        if contents is not None:
+            self.image = contents
+
+    @property
+    def image(self):
+        return self.path.read_bytes()
+
+    @image.setter
+    def image(self, contents):
+        self.path.write_bytes(contents)
+
+    def environment(self):
+        return dict(os.environ, UMOCKDEV_DIR=str(self.directory))
+
+    def command(self, *arguments):
+        return ["umockdev-wrapper", str(self.program), *arguments]
+
+    def run(self, *arguments, **options):
+        options = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
+        done = subprocess.run(
+            self.command(*arguments), env=self.environment(), check=False, timeout=60, **options
+        )
+        return Result(done.returncode, done.stdout, done.stderr)
+
+    def read(self, option):
+        """The value that the program prints, which must come without any message."""
+        result = self.run("-r", option)
+        assert (result.status, result.err) == (0, b"")
+        assert result.out.endswith(b"\n")
+        return result.out[:-1]
+
+    def write(self, option, value):
+        """Writes a value as a script does; neither output nor message is expected, ever."""
+        assert self.run("-w", option, value) == (0, b"", b"")
+
+    def strace(self, options, arguments):
+        """Runs the program under strace, which sees only the calls on the device.
+
+        Returns the result and strace's lines.
+        """
+        log = self.directory / "strace.log"
+        environment = self.environment()
+        # The leak checker of a sanitized build cannot work under a tracer.
+        environment["ASAN_OPTIONS"] = "detect_leaks=0"
+        done = subprocess.run(
+            ["strace", "-o", log, "-P", self.path, *options, *self.command(*arguments)],
+            env=environment,
+            capture_output=True,
+            check=False,
+            timeout=60,
+        )
+        return Result(done.returncode, done.stdout, done.stderr), log.read_text().splitlines()
+
+    def operations(self, *arguments):
+        """The device operations of a successful run, in short: "seek 0", "read 2" and so on."""
+        result, lines = self.strace([], arguments)
+        assert (result.status, result.err) == (0, b"")
+        return [short_form(line) for line in lines if not line.startswith("+++")]
+
+    def fail(self, injection, *arguments):
+        """Runs the program with a fault, in strace's words, in its device calls."""
+        result, lines = self.strace(["-e", "inject=" + injection], arguments)
+        assert any("(INJECTED)" in line for line in lines), "the fault was not reached"
+        return result
+
+
+def short_form(line):
+    """One line of strace's log as a device operation; any surprise is returned as it stands."""
+    if re.fullmatch(r'openat\(AT_FDCWD, "[^"]*", O_RDWR\)\s*= \d+', line):
+        return "open"
+    if re.fullmatch(r"close\(\d+\)\s*= 0", line):
+        return "close"
+    if match := re.fullmatch(r"lseek\(\d+, (\d+), SEEK_SET\)\s*= \1", line):
+        return f"seek {match[1]}"
+    if match := re.fullmatch(r"(read|write)\(\d+, .*, (\d+)\)\s*= \2", line):
+        return f"{match[1]} {match[2]}"
+    return line
+
+
+@pytest.fixture
+def make_board(request, tmp_path):
+    """Makes a board from the bytes of its EEPROM; None for a board without one."""
+    program = Path(request.config.getoption("--program")).resolve()
+    return lambda contents: Board(tmp_path / "board", program, contents)

@@ -1,0 +1,220 @@
+"""What the arguments mean, in every order, and the exit statuses."""
+
+import os
+
+import pytest
+import records
+
+USAGE = records.text("usage.txt")
+V1 = records.formatted(1)
+V2 = records.formatted(2)
+
+
+def expect_usage_and_255(board, *arguments):
+    before = board.image
+    assert board.run(*arguments) == (255, USAGE, b"")
+    assert board.image == before
+
+
+def test_the_usage_text_has_21_lines_and_an_empty_one_behind_the_first():
+    lines = USAGE.split(b"\n")
+    assert len(lines) == 23 and lines[1] == b"" and lines[-1] == b""
+
+
+@pytest.mark.parametrize("arguments", [["--help"], ["-r", "--help"], ["--mac1", "--help"]])
+def test_help_prints_the_usage_text_wherever_it_stands(make_board, arguments):
+    board = make_board(V2)
+    assert board.run(*arguments) == (0, USAGE, b"")
+    assert board.image == V2
+
+
+@pytest.mark.parametrize(
+    "arguments",
+    [
+        ["-raw"],
+        ["-r", "--mac0"],
+        ["-r", "--pattern"],
+        ["-r", "--mac5"],
+        ["-r"],
+        ["-w"],
+        ["-r", "-w"],
+        ["foo"],
+        ["--"],
+        ["-r", "--MAC1"],
+        ["-r", "--mac1 "],
+        ["-r", " --mac1"],
+        ["-r", "--mac1=02:a5:5e:00:00:01"],
+        ["-r", "--mac"],
+        ["-r", "--mac11"],
+        ["-rw", "--mac1x"],
+        ["--Raw"],
+        ["--format_v3"],
+        ["MAC1"],
+        ["%s%n%s%n"],
+        ["x" * 100000],
+        [b"\x80\xff"],
+    ],
+    ids=lambda arguments: repr(arguments)[:40],
+)
+def test_without_a_known_element_the_usage_text_is_printed_with_status_255(make_board, arguments):
+    expect_usage_and_255(make_board(V2), *arguments)
+
+
+def test_an_unknown_element_is_refused_on_a_damaged_record_too(make_board):
+    expect_usage_and_255(make_board(records.damaged(V2)), "-r", "--mac0")
+
+
+def test_the_first_special_word_is_executed_and_nothing_behind_it(make_board):
+    board = make_board(V2)
+    assert board.run("--raw", "--erase") == (0, records.text("dump-formatted-v2.txt"), b"")
+    assert board.image == V2
+    assert board.run("--erase", "--raw") == (0, b"", b"")
+    assert board.image == records.BLANK_V2
+    assert board.run("--format_v2", "--erase") == (0, b"", b"")
+    assert board.image == V2
+    assert board.run("--help", "--erase") == (0, USAGE, b"")
+    assert board.image == V2
+
+
+@pytest.mark.parametrize(
+    "arguments",
+    [
+        ["-w", "--ser_num", "--erase"],
+        ["-r", "--mac1", "--erase"],
+        ["foo", "--erase"],
+        ["-r", "--erase"],
+        ["", "--erase"],
+        ["--erase", "--format_v2"],
+    ],
+)
+def test_a_special_word_is_executed_wherever_it_stands_even_as_a_value(make_board, arguments):
+    board = make_board(V2)
+    assert board.run(*arguments) == (0, b"", b"")
+    assert board.image == records.BLANK_V2
+
+
+@pytest.mark.parametrize("arguments", [["-r", "--mac1"], ["--mac1", "-r"], ["-w", "-r", "--mac1"]])
+def test_the_last_mode_word_wins_and_may_stand_anywhere_for_a_read(make_board, arguments):
+    board = make_board(V2)
+    assert board.run(*arguments) == (0, b"02:a5:5e:00:00:00\n", b"")
+
+
+@pytest.mark.parametrize(
+    "arguments",
+    [
+        ["-w", "--pcb_rev", "001"],
+        ["--pcb_rev", "001", "-w"],
+        ["-r", "-w", "--pcb_rev", "001"],
+        ["-r", "--pcb_rev", "001", "-w"],
+        ["--pcb_rev", "001"],
+        ["foo", "--pcb_rev", "001", "bar"],
+    ],
+)
+def test_without_read_mode_the_argument_behind_the_option_is_written(make_board, arguments):
+    board = make_board(V2)
+    assert board.run(*arguments) == (0, b"", b"")
+    assert board.image == records.with_field(V2, "--pcb_rev", b"001")
+
+
+def test_a_mode_word_behind_the_option_is_its_value(make_board):
+    board = make_board(V2)
+    assert board.run("--ser_num", "-w") == (0, b"", b"")
+    assert board.image == records.with_field(V2, "--ser_num", b"-w")
+
+
+def test_the_first_argument_that_is_an_option_selects_the_element(make_board):
+    board = make_board(V2)
+    assert board.run("-r", "--pcb_rev", "--mac1") == (0, b"000\n", b"")
+    assert board.run("-r", "--mac1", "--pcb_rev") == (0, b"02:a5:5e:00:00:00\n", b"")
+    assert board.run("-w", "--ser_num", "--mac1") == (0, b"", b"")
+    assert board.image == records.with_field(V2, "--ser_num", b"--mac1")
+
+
+def test_a_value_in_front_of_an_option_is_not_looked_at(make_board):
+    board = make_board(V2)
+    assert board.run("foo", "--mac2", "bar") == (0, b"", b"")
+    assert board.image == V2
+
+
+def test_an_option_may_be_the_value_of_an_unknown_element(make_board):
+    board = make_board(V2)
+    assert board.run("-r", "--mac0", "--valid") == (0, b"1\n", b"")
+
+
+def test_an_empty_argument_selects_the_last_entry_which_does_nothing(make_board):
+    board = make_board(V2)
+    assert board.run("-r", "") == (0, b"\n", b"")
+    assert board.run("", "value") == (0, b"", b"")
+    assert board.run("-w", "", "value") == (0, b"", b"")
+    assert board.run("-r", "", "--mac1") == (0, b"\n", b"")
+    assert board.image == V2
+
+
+@pytest.mark.parametrize("option", [*records.FIELDS, ""])
+@pytest.mark.parametrize("mode", [["-w"], []])
+def test_a_missing_value_ends_with_a_message_and_writes_nothing(make_board, mode, option):
+    board = make_board(V2)
+    message = b"kestrel: basic_string::_S_construct null not valid\n"
+    assert board.run(*mode, option) == (1, b"", message)
+    assert board.image == V2
+
+
+@pytest.mark.parametrize("option", ["--version", "--crc", "--valid"])
+@pytest.mark.parametrize("mode", [["-r", "-w"], ["-w"], []])
+def test_read_only_elements_need_no_value_and_take_any(make_board, mode, option):
+    board = make_board(V2)
+    assert board.run(*mode, option) == (0, b"", b"")
+    assert board.run(*mode, option, "1") == (0, b"", b"")
+    assert board.image == V2
+
+
+def test_without_arguments_the_menu_is_said_to_be_missing(make_board):
+    board = make_board(V2)
+    message = b"kestrel: the menu is not there yet; try kestrel --help\n"
+    assert board.run() == (1, b"", message)
+
+
+def test_many_arguments_are_scanned_to_the_end(make_board):
+    board = make_board(V2)
+    assert board.run(*["x"] * 5000, "-r", "--valid") == (0, b"1\n", b"")
+
+
+def test_the_output_of_a_read_to_a_full_disk_is_reported(make_board):
+    board = make_board(V2)
+    message = b"kestrel: Error writing to standard output\n"
+    for arguments in (["-r", "--mac1"], ["--raw"], ["--help"], ["-r", "--nothing"]):
+        with open("/dev/full", "wb") as full:
+            result = board.run(*arguments, stdout=full)
+        assert (result.status, result.err) == (1, message), arguments
+
+
+def test_a_write_prints_nothing_and_so_does_not_mind_a_full_disk(make_board):
+    board = make_board(V2)
+    with open("/dev/full", "wb") as full:
+        result = board.run("-w", "--pcb_rev", "001", stdout=full)
+    assert (result.status, result.err) == (0, b"")
+
+
+@pytest.mark.parametrize("closed", [[0], [1], [2], [0, 1], [1, 2], [0, 1, 2]])
+@pytest.mark.parametrize(
+    "arguments", [["-r", "--version"], ["--raw"], ["-r", "--mac0"], ["-w", "--mac1"]]
+)
+def test_closed_standard_descriptors_never_let_output_into_the_device(
+    make_board, closed, arguments
+):
+    board = make_board(records.damaged(V2))
+    before = board.image
+
+    def close_them():
+        for descriptor in closed:
+            os.close(descriptor)
+
+    board.run(*arguments, preexec_fn=close_them)
+    assert board.image == before
+
+
+def test_a_write_with_all_standard_descriptors_closed_still_works(make_board):
+    board = make_board(V2)
+    result = board.run("-w", "--pcb_rev", "001", preexec_fn=lambda: os.closerange(0, 3))
+    assert result.status == 0
+    assert board.image == records.with_field(V2, "--pcb_rev", b"001")

@@ -1,0 +1,112 @@
+"""Reading one element per call."""
+
+import zlib
+
+import pytest
+import records
+
+V1 = records.formatted(1)
+V2 = records.formatted(2)
+
+FORMATTED_VALUES = {
+    "--mac1": b"02:a5:5e:00:00:00",
+    "--mac2": b"02:a5:5e:00:00:00",
+    "--mac3": b"02:a5:5e:00:00:00",
+    "--mac4": b"02:a5:5e:00:00:00",
+    "--productiondate": b"2014-01-01 00:00:00",
+    "--servicedate": b"2014-01-01 00:00:00",
+    "--type": b"0x30",
+    "--hardware_rev": b"000",
+    "--pcb_rev": b"000",
+    "--pcb_ser_num": b"000000000000",
+    "--ser_num": b"0000000000000",
+    "--valid": b"1",
+}
+
+FAILURE_VALUES = {
+    "--mac1": b"00:00:00:00:00:00",
+    "--mac2": b"00:00:00:00:00:00",
+    "--mac3": b"00:00:00:00:00:00",
+    "--mac4": b"00:00:00:00:00:00",
+    "--productiondate": b"0000-00-00 00:00:00",
+    "--servicedate": b"0000-00-00 00:00:00",
+    "--type": b"0xffff",
+    "--hardware_rev": b"000",
+    "--pcb_rev": b"000",
+    "--pcb_ser_num": b"0",
+    "--ser_num": b"0000000000000",
+    "--crc": b"0",
+}
+
+PARTS = {
+    "version 1": V1,
+    "version 1 on 2048 bytes": records.formatted(1, 2048),
+    "version 2": V2,
+    "version 2 on 4096 bytes": records.formatted(2, 4096),
+}
+
+
+@pytest.mark.parametrize("part", PARTS)
+def test_every_element_of_a_formatted_record_is_read(make_board, part):
+    board = make_board(PARTS[part])
+    for option, value in FORMATTED_VALUES.items():
+        assert board.read(option) == value, option
+    version = records.version_of(board.image)
+    assert board.read("--version") == str(version).encode()
+    stored = zlib.crc32(board.image[: records.CRC_POSITION[version]])
+    assert board.read("--crc") == str(stored).encode()
+    assert board.image == PARTS[part]
+
+
+@pytest.mark.parametrize(
+    "contents",
+    [records.damaged(V1), records.damaged(V2), records.BLANK_V2, bytes(2048)],
+    ids=["damaged version 1", "damaged version 2", "blank", "zero"],
+)
+def test_reads_of_an_invalid_record_report_it_and_print_their_failure_value(make_board, contents):
+    board = make_board(contents)
+    for option, value in FAILURE_VALUES.items():
+        assert board.run("-r", option) == (0, value + b"\n", b"CRC invalid\n"), option
+    assert board.read("--valid") == b"0"
+    assert board.image == contents
+
+
+def test_a_damaged_crc_is_found_as_well_as_a_damaged_field(make_board):
+    for position in (0x00 + 2, 100, 178, 179, 182):
+        contents = records.patched(V2, position, bytes([V2[position] ^ 0x80]))
+        board = make_board(contents) if position == 2 else board
+        board.image = contents
+        assert board.run("-r", "--mac1").err == b"CRC invalid\n", position
+
+
+def test_bytes_behind_the_crc_do_not_matter(make_board):
+    board = make_board(records.patched(V2, 183, b"\xa5" * 1865))
+    assert board.read("--mac1") == b"02:a5:5e:00:00:00"
+    board.image = records.patched(V1, 107, b"\xa5" * 21)
+    assert board.read("--mac1") == b"02:a5:5e:00:00:00"
+
+
+@pytest.mark.parametrize("word", [0, 2, 3, 256, 0x1234, 0xFFFF])
+def test_every_version_but_1_is_read_as_version_2_and_shown_in_decimal(make_board, word):
+    board = make_board(records.with_crc(word.to_bytes(2, "big") + V2[2:]))
+    assert board.read("--version") == str(word).encode()
+    assert board.read("--ser_num") == b"0000000000000"
+
+
+def test_a_date_with_bytes_above_99_is_shown_wider(make_board):
+    board = make_board(records.with_field(V2, "--productiondate", b"\xff" * 7))
+    assert board.read("--productiondate") == b"255255-255-255 255:255:255"
+
+
+def test_texts_end_at_the_first_zero_byte(make_board):
+    board = make_board(records.with_field(V2, "--hardware_rev", b"A\0B"))
+    assert board.read("--hardware_rev") == b"A"
+    board.image = records.with_field(V2, "--ser_num", b"\0hidden")
+    assert board.read("--ser_num") == b""
+
+
+def test_texts_that_fill_their_field_are_read_whole(make_board):
+    board = make_board(records.with_field(V2, "--pcb_ser_num", b"x" * 36))
+    assert board.read("--pcb_ser_num") == b"x" * 36
+    board.image = records.with_field(V1, "--pcb_ser_num", b"y" * 12)
+    assert board.read("--pcb_ser_num") == b"y" * 12

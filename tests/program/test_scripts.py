@@ -1,0 +1,124 @@
+"""The commands of the README, and the scripts that it names."""
+
+import os
+import re
+import subprocess
+from pathlib import Path
+
+import pytest
+import records
+
+ROOT = Path(__file__).parents[2]
+V1 = records.formatted(1)
+V2 = records.formatted(2)
+
+
+def recipe(name):
+    readme = (ROOT / "README.md").read_text()
+    return re.search(rf"<!-- test: {name} -->\n```sh\n(.*?)```", readme, re.DOTALL)[1]
+
+
+def follow(board, name):
+    """Runs a recipe of the README, as it stands there, on the board."""
+    environment = board.environment()
+    environment["PATH"] = f"{board.program.parent}:{environment['PATH']}"
+    return subprocess.run(
+        ["umockdev-wrapper", "sh", "-eu", "-c", recipe(name)],
+        env=environment,
+        capture_output=True,
+        check=False,
+    )
+
+
+@pytest.mark.parametrize("contents", [records.BLANK_V1, bytes(128)], ids=["blank", "zero"])
+def test_the_recipe_for_a_blank_128_byte_part_formats_it(make_board, contents):
+    board = make_board(contents)
+    assert board.run("-r", "--valid").status == 1
+    assert follow(board, "blank").returncode == 0
+    assert board.image == V1
+
+
+def test_the_recipe_for_a_damaged_record_ends_with_a_valid_one(make_board):
+    board = make_board(records.damaged(V2))
+    done = follow(board, "damaged")
+    assert (done.returncode, done.stdout[-2:]) == (0, b"1\n")
+    assert board.image == V2
+
+
+def test_the_read_back_of_a_script_notices_what_was_not_taken(make_board):
+    board = make_board(V2)
+    assert follow(board, "read-back").returncode == 0
+    assert board.image == records.with_field(V2, "--ser_num", b"SN-0000004711")
+
+    board.image = V2
+    fault = ["strace", "-o", "/dev/null", "-f", "-P", str(board.path), "-e", "inject=write:retval=13"]
+    environment = board.environment()
+    environment["PATH"] = f"{board.program.parent}:{environment['PATH']}"
+    environment["ASAN_OPTIONS"] = "detect_leaks=0"
+    command = [*fault, "umockdev-wrapper", "sh", "-eu", "-c", recipe("read-back")]
+    assert subprocess.run(command, env=environment, capture_output=True).returncode == 1
+
+    too_long = recipe("read-back").replace("SN-0000004711", "SN-00000047110")
+    command = ["umockdev-wrapper", "sh", "-eu", "-c", too_long]
+    done = subprocess.run(command, env=environment, capture_output=True)
+    assert (done.returncode, done.stderr) == (1, b"the serial number was not taken\n")
+
+
+def virtual_board(*arguments):
+    return subprocess.run(
+        [ROOT / "script/virtual-board", *arguments],
+        capture_output=True,
+        check=False,
+        stdin=subprocess.DEVNULL,
+        env={**os.environ, "SHELL": "/bin/sh"},
+    )
+
+
+@pytest.mark.parametrize(
+    "part, version, size", [(["--v1"], 1, 128), (["--v2"], 2, 2048)], ids=["v1", "v2"]
+)
+def test_a_virtual_board_has_a_formatted_part(part, version, size):
+    done = virtual_board(*part, "cat", "/sys/bus/i2c/devices/0-0050/eeprom")
+    assert (done.returncode, done.stderr) == (0, b"")
+    assert done.stdout == records.formatted(version, size)
+
+
+def test_a_virtual_board_has_a_blank_part_unless_told_otherwise():
+    done = virtual_board("cat", "/sys/bus/i2c/devices/0-0050/eeprom")
+    assert (done.returncode, done.stdout, done.stderr) == (0, records.BLANK_V2, b"")
+
+
+def test_a_virtual_board_keeps_the_named_image(tmp_path):
+    image = tmp_path / "an image.bin"
+    image.write_bytes(V2)
+    done = virtual_board("--image", image, "kestrel", "-w", "--pcb_rev", "001")
+    assert (done.returncode, done.stdout, done.stderr) == (0, b"", b"")
+    assert image.read_bytes() == records.with_field(V2, "--pcb_rev", b"001")
+
+
+def test_a_virtual_board_returns_the_commands_status():
+    assert virtual_board("--v2", "kestrel", "-r", "--nothing").returncode == 255
+    assert virtual_board("--v2", "sh", "-c", "exit 7").returncode == 7
+
+
+def test_a_virtual_board_without_a_command_is_a_shell():
+    done = virtual_board("--v2")
+    assert done.returncode == 0
+    assert b"A shell on the virtual board" in done.stderr
+
+
+def test_a_virtual_board_refuses_what_it_does_not_know(tmp_path):
+    for arguments in (["--v3"], ["--image"], ["--image", tmp_path / "missing"]):
+        done = virtual_board(*arguments)
+        assert done.returncode == 2 and done.stdout == b"" and done.stderr != b""
+    assert b"usage: script/virtual-board" in virtual_board("--help").stderr
+
+
+def test_the_demo_shows_every_element_of_both_versions():
+    done = subprocess.run([ROOT / "script/demo"], capture_output=True, check=False)
+    assert (done.returncode, done.stderr) == (0, b"")
+    for option in records.FIELDS:
+        assert done.stdout.count(f"$ kestrel -w {option} ".encode()) == 2
+        assert done.stdout.count(f"$ kestrel -r {option}\n".encode()) == 2
+    assert done.stdout.count(b"$ kestrel -r --valid\n1\n") == 2
+    assert done.stdout.count(b"\nvalid            : 1\n") == 2

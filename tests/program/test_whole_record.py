@@ -1,0 +1,118 @@
+"""Formatting, erasing and dumping the whole record."""
+
+import pytest
+import records
+from test_writes import ACCEPTED
+
+V1 = records.formatted(1)
+V2 = records.formatted(2)
+DONE = (0, b"", b"")
+
+ANY_2048 = {
+    "blank": records.BLANK_V2,
+    "zero": bytes(2048),
+    "noise": bytes((i * 37 + 11) % 256 for i in range(2048)),
+    "damaged": records.damaged(V2),
+    "version 1": records.formatted(1, 2048),
+}
+
+
+@pytest.mark.parametrize("contents", ANY_2048.values(), ids=ANY_2048)
+def test_format_v2_writes_255_bytes_whatever_was_there_and_keeps_the_rest(make_board, contents):
+    board = make_board(contents)
+    assert board.run("--format_v2") == DONE
+    assert board.image == V2[:255] + contents[255:]
+    assert board.read("--valid") == b"1"
+
+
+@pytest.mark.parametrize("contents", ANY_2048.values(), ids=ANY_2048)
+def test_format_v1_writes_128_bytes_whatever_was_there_and_keeps_the_rest(make_board, contents):
+    board = make_board(contents)
+    assert board.run("--format_v1") == DONE
+    assert board.image == V1 + contents[128:]
+    assert board.read("--valid") == b"1"
+
+
+def test_format_v1_of_a_128_byte_part_with_a_damaged_record_repairs_it(make_board):
+    board = make_board(records.damaged(V1))
+    assert board.run("--format_v1") == DONE
+    assert board.image == V1
+
+
+def test_format_v2_of_a_128_byte_part_fails_and_writes_nothing(make_board):
+    board = make_board(V1)
+    # The header goes beyond the part, which the driver cuts short; a plain file would grow.
+    result = board.fail("write:error=EFBIG:when=1", "--format_v2")
+    assert result == (1, b"", b"kestrel: Error writing to file descriptor:: File too large\n")
+    assert board.image == V1
+
+
+@pytest.mark.parametrize(
+    "contents, blanked",
+    [
+        (V1, records.BLANK_V1),
+        (records.formatted(1, 2048), records.BLANK_V1 + b"\xff" * 1920),
+        (records.patched(records.formatted(1, 2048), 128, bytes(1920)), b"\xff" * 128 + bytes(1920)),
+        (V2, records.BLANK_V2),
+        (records.damaged(V2), records.BLANK_V2),
+        (bytes(2048), records.BLANK_V2),
+        (bytes(4096), records.BLANK_V2 + bytes(2048)),
+    ],
+    ids=["v1", "v1 on 2048", "v1 on 2048 with data", "v2", "damaged", "zero", "larger"],
+)
+def test_erase_sets_every_byte_of_the_part_in_its_version(make_board, contents, blanked):
+    board = make_board(contents)
+    assert board.run("--erase") == DONE
+    assert board.image == blanked
+
+
+@pytest.mark.parametrize(
+    "contents, dump, errors",
+    [
+        (V1, "dump-formatted-v1.txt", 0),
+        (records.formatted(1, 2048), "dump-formatted-v1.txt", 0),
+        (V2, "dump-formatted-v2.txt", 0),
+        (records.formatted(2, 4096), "dump-formatted-v2.txt", 0),
+        (records.damaged(V1), "dump-damaged-v1.txt", 15),
+        (records.damaged(V2), "dump-damaged-v2.txt", 34),
+        (records.BLANK_V2, "dump-blank.txt", 34),
+        (bytes(2048), "dump-zero.txt", 34),
+    ],
+    ids=["v1", "v1 on 2048", "v2", "larger", "damaged v1", "damaged v2", "blank", "zero"],
+)
+def test_the_dump_prints_every_field_and_one_message_per_failed_read(
+    make_board, contents, dump, errors
+):
+    board = make_board(contents)
+    assert board.run("--raw") == (0, records.text(dump), b"CRC invalid\n" * errors)
+    assert board.image == contents
+
+
+def test_the_dump_of_a_filled_record_prints_the_values(make_board):
+    board = make_board(V2)
+    for option, value in [
+        ("--mac1", "02:a5:5e:00:00:1a"),
+        ("--mac2", "02:a5:5e:00:00:2a"),
+        ("--mac3", "02:a5:5e:00:00:3a"),
+        ("--mac4", "02:a5:5e:00:00:4a"),
+        ("--productiondate", "2026-11-15 10:42:16"),
+        ("--servicedate", "2026-11-16 11:43:17"),
+        ("--type", "1e"),
+        ("--hardware_rev", "A01"),
+        ("--pcb_rev", "B02"),
+        ("--pcb_ser_num", "PCB-0123456789-0123456789-0123456789"),
+        ("--ser_num", "SN-0123456789"),
+    ]:
+        board.write(option, value)
+    assert board.run("--raw") == (0, records.text("dump-filled-v2.txt"), b"")
+
+
+def test_a_version_1_record_survives_a_round_through_version_2(make_board):
+    board = make_board(records.BLANK_V2)
+    for command, version in [("--format_v1", b"1"), ("--format_v2", b"2"), ("--format_v1", b"1")]:
+        assert board.run(command) == DONE
+        assert board.read("--version") == version
+        for option, values in ACCEPTED.items():
+            board.write(option, values[0][0])
+            assert board.read(option) == values[0][2].encode()
+        assert board.read("--valid") == b"1"
