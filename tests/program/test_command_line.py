@@ -1,6 +1,7 @@
 """What the arguments mean, in every order, and the exit statuses."""
 
 import os
+import subprocess
 
 import pytest
 import records
@@ -211,6 +212,22 @@ def test_closed_standard_descriptors_never_let_output_into_the_device(
 
     board.run(*arguments, preexec_fn=close_them)
     assert board.image == before
+
+
+def test_without_dev_null_a_closed_standard_descriptor_ends_the_program(make_board):
+    board = make_board(V2)
+    null = ["strace", "-o", board.directory / "strace.log", "-P", "/dev/null"]
+    null += ["-e", "inject=openat:error=EMFILE"]
+    done = subprocess.run(
+        [*null, *board.command("-r", "--version")],
+        env={**board.environment(), "ASAN_OPTIONS": "detect_leaks=0"},
+        capture_output=True,
+        check=False,
+        preexec_fn=lambda: os.close(0),
+    )
+    assert (done.returncode, done.stdout) == (1, b"")
+    # The test bed changes errno behind a failed open in /dev, so the system's text is not known.
+    assert done.stderr.startswith(b"kestrel: Error opening /dev/null: ")
 
 
 def test_a_write_with_all_standard_descriptors_closed_still_works(make_board):

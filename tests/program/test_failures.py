@@ -144,20 +144,31 @@ def test_interrupted_calls_are_repeated(make_board, call, error):
     assert board.image == records.with_field(V2, "--mac1", b"\x02\xa5\x5e\0\0\x01")
 
 
-@pytest.mark.parametrize("claimed", [7, 2**63 - 1, -5000])
-def test_a_call_that_claims_more_than_was_asked_fails_its_assertion(make_board, claimed):
-    board = make_board(V2)
-    result = board.fail(f"write:retval={claimed}", "-w", "--mac1", "02:a5:5e:00:00:01")
+def expect_assertion(board, fault, arguments, assertion):
+    result = board.fail(fault, *arguments)
     if b"AddressSanitizer" in result.err:
         pytest.skip("the sanitizer believes the call and stops the process itself")
     assert (result.status, result.out) == (-signal.SIGABRT, b"")
-    assert result.err.endswith(
-        b": ../Eeprom.cpp:66: void vantorBoardSupport::WriteLoop(int, const void*, size_t): "
-        b"Assertion `size_t(writtenCount) <= byteCountLeft' failed.\n"
+    assert result.err.endswith(b": ../Eeprom.cpp:" + assertion + b" failed.\n")
+
+
+@pytest.mark.parametrize("claimed", [7, 2**63 - 1, -5000])
+def test_a_write_that_claims_more_than_was_asked_fails_its_assertion(make_board, claimed):
+    expect_assertion(
+        make_board(V2),
+        f"write:retval={claimed}",
+        ["-w", "--mac1", "02:a5:5e:00:00:01"],
+        b"66: void vantorBoardSupport::WriteLoop(int, const void*, size_t): "
+        b"Assertion `size_t(writtenCount) <= byteCountLeft'",
     )
-    result = board.fail(f"read:retval={claimed}", "-r", "--mac1")
-    assert (result.status, result.out) == (-signal.SIGABRT, b"")
-    assert result.err.endswith(
-        b": ../Eeprom.cpp:95: void vantorBoardSupport::ReadLoop(int, void*, size_t): "
-        b"Assertion `size_t(readCount) <= byteCountLeft' failed.\n"
+
+
+@pytest.mark.parametrize("claimed", [3, 2**63 - 1, -5000])
+def test_a_read_that_claims_more_than_was_asked_fails_its_assertion(make_board, claimed):
+    expect_assertion(
+        make_board(V2),
+        f"read:retval={claimed}",
+        ["-r", "--mac1"],
+        b"95: void vantorBoardSupport::ReadLoop(int, void*, size_t): "
+        b"Assertion `size_t(readCount) <= byteCountLeft'",
     )

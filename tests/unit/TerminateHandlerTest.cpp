@@ -1,0 +1,41 @@
+#include "TerminateHandler.h"
+
+#include <cstdio>
+#include <exception>
+#include <gtest/gtest.h>
+#include <stdexcept>
+
+namespace {
+
+template <typename Failure> [[noreturn]] void EndBy(const Failure& failure)
+{
+    installTerminateHandler("program");
+    fputs("an unfinished result", stdout);
+    try {
+        throw failure;
+    } catch (...) {
+        std::terminate();
+    }
+}
+
+} // namespace
+
+TEST(TerminateHandlerDeathTest, PrintsTheExceptionAsOneLineAndEndsWithStatus1)
+{
+    EXPECT_EXIT(EndBy(std::logic_error("the reason")), testing::ExitedWithCode(1),
+                "^program: the reason\n$");
+}
+
+TEST(TerminateHandlerDeathTest, KnowsNoReasonOfWhatIsNoStandardException)
+{
+    EXPECT_EXIT(EndBy(1), testing::ExitedWithCode(1), "^program: unknown error\n$");
+}
+
+TEST(TerminateHandlerDeathTest, EndsWithStatus1WithoutAnyException)
+{
+    const auto terminate = [] {
+        installTerminateHandler("program");
+        std::terminate();
+    };
+    EXPECT_EXIT(terminate(), testing::ExitedWithCode(1), "^program: terminated\n$");
+}
