@@ -21,9 +21,10 @@ using Revision = std::array<char, 3>;
 // byte offsets from the start of the device; every transfer seeks first.
 //
 // Every change of a field is verified by reading it back, followed by a new record CRC and a
-// reload of the mirror. An operation that throws leaves the descriptor open and the object
-// usable; unless it says otherwise, the device then holds whatever was transferred before the
-// failure, possibly under the old CRC, and the mirror is as it was before the call.
+// reload of the mirror. A transfer that fails leaves the descriptor open and the object usable.
+// The device then holds whatever was transferred before the failure, possibly under the old CRC,
+// and the mirror is as it was after the last field write that succeeded, or partly reloaded if
+// the reload itself failed.
 //
 // Device failures are thrown as std::system_error (seek, read, write) or std::logic_error (open,
 // end of the device, nothing written); DescriptorIo.h has the details.
@@ -97,7 +98,8 @@ public:
     int32_t WriteBlock8(const std::array<uint8_t, 8>& block);
 
     // At most pcbSerialMaxLen and 13 characters. The whole field is cleared by a write of its
-    // own first, so a failure of the second write leaves the field cleared or partly written.
+    // own first, so a failure of the second write leaves the field cleared or partly written,
+    // and the mirror shows it cleared.
     int32_t WritePcbSerialNumber(const std::string& text);
     int32_t WriteSerialNumber(const std::string& text);
 

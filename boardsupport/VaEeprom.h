@@ -59,6 +59,14 @@ public:
     // output prints integers in hexadecimal from then on.
     void DumpRecord() const;
 
+    // The board test: 0 lists the submodes on standard output, 1 dumps the record, 2 runs
+    // EepromTest. Throws std::logic_error for any other number, with nothing printed.
+    void RunI2cSubmode(int32_t submode) const;
+
+    // Reads every field 10000 times from the mirror, with a pause of a millisecond behind each
+    // pass, and counts the passes down on standard output. Only the end of the process stops it.
+    void EepromTest() const;
+
     // Reads of any field: 0, or -1 on failure. Bytes copied before a failure stay.
     int32_t ReadBytes(int32_t position, void* destination, uint32_t count) const;
     int32_t ReadRev(int32_t position, Revision& revision) const;
@@ -126,6 +134,7 @@ protected:
     int32_t sparePos = kNoField; // held for a further field
 
 private:
+    void ReadEveryField() const;
     void CopyFromMirror(int32_t position, uint8_t* destination, uint32_t count) const;
     std::string ReadText(int32_t position, uint32_t width, const char* failureValue) const;
     std::string GetUsbMac(uint32_t index, const char* fallback) const;

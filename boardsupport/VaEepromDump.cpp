@@ -9,7 +9,7 @@
 namespace vantorBoardSupport {
 
 // The numbers are printed in standard output's own base, which the dump turns to hexadecimal and
-// never back: what prints numbers after a dump has always come out in hexadecimal.
+// never back: numbers that a caller prints afterwards come out in hexadecimal, too.
 void VaEeprom::DumpRecord() const
 {
     using std::cout;

@@ -1,9 +1,9 @@
 #include "CommandLine.h"
 
 #include "MenuEntryTable.h"
+#include "StandardOutput.h"
 #include "Usage.h"
 
-#include <cstdio>
 #include <cstring>
 #include <iostream>
 #include <stdexcept>
@@ -95,7 +95,6 @@ int runCommand(int argc, const char* const argv[])
 int runCommandLine(int argc, const char* const argv[])
 {
     const int status = runCommand(argc, argv);
-    if (std::cout.fail() || fflush(stdout) != 0 || ferror(stdout) != 0)
-        throw std::runtime_error("Error writing to standard output");
+    flushStandardOutput();
     return status;
 }

@@ -16,8 +16,6 @@ using Action = std::function<void(std::string)>;
 
 constexpr const char* kEraseWarning = "--ERASE ALL--";
 
-// Entries call SetValue with any text; these discard it. A refused value is not reported: the
-// status of a write ends here as well.
 void nothing(const std::string& /*text*/) {}
 
 Menuentry& append(const char* name, const char* option, const Display& display,
@@ -55,6 +53,7 @@ void appendDate(const char* name, const char* option, DateField field)
 
 } // namespace
 
+// A refused value is not reported anywhere: the actions drop the status of their write.
 void initMenu()
 {
     using vantorBoardSupport::ProductTypeFromText;

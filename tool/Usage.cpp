@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-// The text has been the same since the first boards and is kept where it does not match what the
-// program accepts: --mac0, --pattern and -raw are refused, and --type takes hexadecimal digits.
+// The text is fixed, also where it does not match what the program accepts: --mac0, --pattern and
+// -raw are refused, and --type takes hexadecimal digits.
 void printUsage()
 {
     // clang-format off

@@ -1,9 +1,8 @@
 #include "CommandLine.h"
 #include "MenuEntryTable.h"
+#include "MenuScreen.h"
 #include "StandardDescriptors.h"
 #include "TerminateHandler.h"
-
-#include <stdexcept>
 
 // Catches nothing: the terminate handler reports what gets here.
 int main(int argc, char* argv[]) // NOLINT(bugprone-exception-escape)
@@ -12,7 +11,8 @@ int main(int argc, char* argv[]) // NOLINT(bugprone-exception-escape)
     openStandardDescriptors();
     eeprom = &vantorBoardSupport::VaEeprom::GetInstance();
     initMenu();
-    if (argc <= 1)
-        throw std::logic_error("the menu is not there yet; try kestrel --help");
-    return runCommandLine(argc, argv);
+    if (argc > 1)
+        return runCommandLine(argc, argv);
+    runMenu();
+    return 0;
 }

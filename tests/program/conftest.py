@@ -14,7 +14,7 @@ Result = namedtuple("Result", "status out err")
 
 
 def pytest_addoption(parser):
-    parser.addoption("--program", required=True, help="the kestrel to be tested")
+    parser.addoption("--programs", required=True, help="where the programs to be tested are")
 
 
 class Board:
@@ -111,5 +111,7 @@ def short_form(line):
 @pytest.fixture
 def make_board(request, tmp_path):
     """Makes a board from the bytes of its EEPROM; None for a board without one."""
-    program = Path(request.config.getoption("--program")).resolve()
-    return lambda contents: Board(tmp_path / "board", program, contents)
+    programs = Path(request.config.getoption("--programs")).resolve()
+    return lambda contents, program="kestrel": Board(
+        tmp_path / "board", programs / program, contents
+    )

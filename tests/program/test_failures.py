@@ -79,6 +79,14 @@ def test_the_erase_of_a_write_protected_part_says_so_and_returns(make_board):
     assert board.image == V2
 
 
+@pytest.mark.parametrize("position", [0, 1, 300, 2047])
+def test_a_single_byte_that_cannot_be_erased_is_noticed(make_board, position):
+    contents = records.patched(records.BLANK_V2, position, b"\xfe")
+    board = make_board(contents)
+    assert board.fail("write:retval=2048", "--erase") == (0, b"", VERIFY)
+    assert board.image == contents
+
+
 @pytest.mark.parametrize(
     "fault, message",
     [

@@ -3,10 +3,12 @@
 import os
 import re
 import subprocess
+import time
 from pathlib import Path
 
 import pytest
 import records
+from terminal import ENTER, Terminal
 
 ROOT = Path(__file__).parents[2]
 V1 = records.formatted(1)
@@ -38,11 +40,19 @@ def test_the_recipe_for_a_blank_128_byte_part_formats_it(make_board, contents):
     assert board.image == V1
 
 
-def test_the_recipe_for_a_damaged_record_ends_with_a_valid_one(make_board):
-    board = make_board(records.damaged(V2))
+def test_the_recipe_for_a_blank_part_repairs_one_formatted_as_the_wrong_version(make_board):
+    board = make_board(b"\0\2Vantor" + bytes(120))
+    assert board.run("--format_v1").status == 1
+    assert follow(board, "blank").returncode == 0
+    assert board.image == V1
+
+
+@pytest.mark.parametrize("contents", [V1, V2], ids=["version 1", "version 2"])
+def test_the_recipe_for_a_damaged_record_ends_with_a_valid_one(make_board, contents):
+    board = make_board(records.damaged(contents))
     done = follow(board, "damaged")
     assert (done.returncode, done.stdout[-2:]) == (0, b"1\n")
-    assert board.image == V2
+    assert board.image == contents
 
 
 def test_the_read_back_of_a_script_notices_what_was_not_taken(make_board):
@@ -122,3 +132,22 @@ def test_the_demo_shows_every_element_of_both_versions():
         assert done.stdout.count(f"$ kestrel -r {option}\n".encode()) == 2
     assert done.stdout.count(b"$ kestrel -r --valid\n1\n") == 2
     assert done.stdout.count(b"\nvalid            : 1\n") == 2
+    assert done.stdout.endswith(b"script/demo --menu\n")
+
+
+def test_the_demo_opens_the_menu_where_it_is_asked_to(make_board):
+    terminal = Terminal(make_board(None), shell=f"{ROOT}/script/demo --menu")
+    deadline = time.monotonic() + 60
+    while "KESTREL" not in terminal.row(1) and time.monotonic() < deadline:
+        terminal.pump(0.1)
+    terminal.settle()
+    assert terminal.row(3) == " -->FormatVersion     2"
+    terminal.go_to("END")
+    terminal.press(ENTER)
+    assert terminal.wait_for_end() == 0
+
+
+def test_the_picture_of_the_menu_shows_todays_screen(tmp_path):
+    picture = tmp_path / "menu.svg"
+    subprocess.run([ROOT / "script/menu-picture", picture], check=True)
+    assert picture.read_text() == (ROOT / "docs/menu.svg").read_text()

@@ -1,5 +1,9 @@
 """Formatting, erasing and dumping the whole record."""
 
+import resource
+import signal
+import subprocess
+
 import pytest
 import records
 from test_writes import ACCEPTED
@@ -39,12 +43,18 @@ def test_format_v1_of_a_128_byte_part_with_a_damaged_record_repairs_it(make_boar
     assert board.image == V1
 
 
-def test_format_v2_of_a_128_byte_part_fails_and_writes_nothing(make_board):
+def as_long_as_it_is():
+    """Lets no file grow beyond 128 bytes: what does not fit is cut off, and then refused, as the
+    kernel's driver does it with a part of that size."""
+    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+    resource.setrlimit(resource.RLIMIT_FSIZE, (128, 128))
+
+
+def test_format_v2_of_a_128_byte_part_fails_but_has_wiped_the_record(make_board):
     board = make_board(V1)
-    # The header goes beyond the part, which the driver cuts short; a plain file would grow.
-    result = board.fail("write:error=EFBIG:when=1", "--format_v2")
+    result = board.run("--format_v2", preexec_fn=as_long_as_it_is)
     assert result == (1, b"", b"kestrel: Error writing to file descriptor:: File too large\n")
-    assert board.image == V1
+    assert board.image == b"\0\2Vantor" + bytes(120)
 
 
 @pytest.mark.parametrize(
@@ -86,6 +96,39 @@ def test_the_dump_prints_every_field_and_one_message_per_failed_read(
     board = make_board(contents)
     assert board.run("--raw") == (0, records.text(dump), b"CRC invalid\n" * errors)
     assert board.image == contents
+
+
+def test_each_message_of_the_dump_stands_behind_the_label_of_its_field(make_board):
+    message = b"CRC invalid\n"
+    expected = b""
+    for line in records.text("dump-damaged-v2.txt").splitlines(keepends=True):
+        label, value = line[:19], line[19:]
+        if line[:13] in (b"FormatVersion", b"valid        ") or line == b"\n":
+            expected += line
+        elif line.startswith(b"DateOf"):
+            expected += line + message
+        elif line.startswith(b"Aio"):
+            expected += label + message + b"0.1dB (0x" + message + b"1)\n"
+        elif value.startswith(b"0x"):
+            expected += label + b"0x" + message + value[2:]
+        else:
+            expected += label + message + value
+    board = make_board(records.damaged(V2))
+    assert board.run("--raw", stderr=subprocess.STDOUT).out == expected
+
+
+def test_each_line_of_the_dump_is_written_out_at_once(make_board):
+    board = make_board(V2)
+    log = board.directory / "writes.log"
+    command = ["strace", "-o", log, "-e", "trace=write", *board.command("--raw")]
+    subprocess.run(
+        command,
+        env={**board.environment(), "ASAN_OPTIONS": "detect_leaks=0"},
+        stdout=subprocess.PIPE,
+        check=True,
+    )
+    lines = [line for line in log.read_text().splitlines() if line.startswith("write(1,")]
+    assert len(lines) == 29
 
 
 def test_the_dump_of_a_filled_record_prints_the_values(make_board):

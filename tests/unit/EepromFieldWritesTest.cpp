@@ -227,7 +227,14 @@ TEST(FieldWritesProtected, ThrowTheVerificationError)
     TestEeprom eeprom("/dev/zero", 128, 100);
     EXPECT_EQ(MessageOf<std::logic_error>([&] { eeprom.WriteHardwareRev("001"); }),
               "write verified error (write protected?)");
-    // Clearing is not noticed where everything is zero; the text behind it is.
+}
+
+TEST(FieldWritesProtected, OfATextBehindItsClearedFieldThrowAndLeaveTheMirrorCleared)
+{
+    // Clearing is not noticed where everything is zero; the text is.
+    TestEeprom eeprom("/dev/zero", 128, 100);
+    eeprom.mirror.fill(0x33);
     EXPECT_EQ(MessageOf<std::logic_error>([&] { eeprom.WriteSerialNumber("1"); }),
               "write verified error (write protected?)");
+    EXPECT_EQ(eeprom.Mirror(129), Bytes(128, 0x00) + Bytes(1, 0x33));
 }

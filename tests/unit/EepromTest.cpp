@@ -128,9 +128,11 @@ TEST_F(Reopen, DoesNotCloseDescriptorZero)
 
 TEST_F(Reopen, AfterAFailureWorksAgainOnceThePathIsThere)
 {
+    const size_t before = OpenDescriptors();
     eeprom.SetPath("/nowhere/eeprom");
     EXPECT_THROW(eeprom.Reopen(), std::logic_error);
     EXPECT_EQ(eeprom.fd, -1);
+    EXPECT_EQ(OpenDescriptors(), before - 1);
     EXPECT_EQ(ErrnoOf([&] { eeprom.RefreshMirror(); }), EBADF);
 
     eeprom.SetPath(device.Path());

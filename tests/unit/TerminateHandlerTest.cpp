@@ -1,5 +1,7 @@
 #include "TerminateHandler.h"
 
+#include "TemporaryDevice.h"
+
 #include <cstdio>
 #include <exception>
 #include <gtest/gtest.h>
@@ -10,7 +12,6 @@ namespace {
 template <typename Failure> [[noreturn]] void EndBy(const Failure& failure)
 {
     installTerminateHandler("program");
-    fputs("an unfinished result", stdout);
     try {
         throw failure;
     } catch (...) {
@@ -24,6 +25,18 @@ TEST(TerminateHandlerDeathTest, PrintsTheExceptionAsOneLineAndEndsWithStatus1)
 {
     EXPECT_EXIT(EndBy(std::logic_error("the reason")), testing::ExitedWithCode(1),
                 "^program: the reason\n$");
+}
+
+TEST(TerminateHandlerDeathTest, DropsWhatWasNotWrittenOutYet)
+{
+    const TemporaryDevice output({});
+    const auto endWithUnfinishedResult = [&] {
+        if (freopen(output.Path().c_str(), "w", stdout) != nullptr)
+            fputs("an unfinished result", stdout);
+        EndBy(std::logic_error("the reason"));
+    };
+    EXPECT_EXIT(endWithUnfinishedResult(), testing::ExitedWithCode(1), "the reason");
+    EXPECT_EQ(output.Contents(), Bytes());
 }
 
 TEST(TerminateHandlerDeathTest, KnowsNoReasonOfWhatIsNoStandardException)

@@ -1,0 +1,201 @@
+"""Drives the menu on a pseudo-terminal, and says what its screen must look like.
+
+pyte emulates the terminal; with the terminfo entries of xterm it loses repeated characters and
+backgrounds, so the entry is that of screen.
+"""
+
+import fcntl
+import os
+import struct
+import subprocess
+import termios
+import time
+from collections import namedtuple
+from pathlib import Path
+
+import pexpect
+import pyte
+
+TIMEOUT = 10  # seconds, for what takes milliseconds
+
+TIOCGPTN = 0x80045430  # asks a pseudo-terminal's number; Python does not have it yet
+
+Cell = namedtuple("Cell", "text foreground background reverse")
+
+ENTRIES = [
+    "FormatVersion",
+    "MAC1",
+    "MAC2",
+    "MAC3",
+    "MAC4",
+    "DateOfProduction",
+    "DateOfLastService",
+    "ProductType",
+    "Hardware Rev",
+    "PCB Rev",
+    "SerialNumber",
+    "PCB SerialNumber",
+    "Crc32",
+    "valid",
+    "Format_v2",
+    "Erase",
+    "END",
+]
+GREYED = ["FormatVersion", "Crc32", "valid"]
+
+
+def key(name, terminal="screen-256color"):
+    """The bytes that a key sends, by its name in terminfo."""
+    return subprocess.run(["tput", "-T", terminal, name], capture_output=True, check=True).stdout
+
+
+DOWN = key("kcud1")
+UP = key("kcuu1")
+LEFT = key("kcub1")
+RIGHT = key("kcuf1")
+BACKSPACE = key("kbs")
+F1 = key("kf1")
+ENTER = b"\r"
+
+
+class Terminal:
+    """The menu of a board on a terminal of its own.
+
+    before is a command in front of the program's; shell is a line for the shell in which MENU
+    stands for all that.
+    """
+
+    def __init__(self, board, rows=24, columns=80, name="screen-256color", before=(), shell=None):
+        self.board = board
+        self.screen = pyte.Screen(columns, rows)
+        self.stream = pyte.ByteStream(self.screen)
+        self.transcript = b""
+        environment = {**board.environment(), "TERM": name, "ASAN_OPTIONS": "detect_leaks=0"}
+        for size in ("LINES", "COLUMNS"):
+            environment.pop(size, None)
+        command = [*map(str, before), *board.command()]
+        if shell:
+            command = ["sh", "-c", shell.replace("MENU", " ".join(command))]
+        self.child = pexpect.spawn(
+            command[0], command[1:], env=environment, dimensions=(rows, columns), timeout=TIMEOUT
+        )
+        self.child.delaybeforesend = None
+        self.child.ptyproc.delayafterclose = self.child.ptyproc.delayafterterminate = 0.01
+        number = fcntl.ioctl(self.child.child_fd, TIOCGPTN, struct.pack("I", 0))
+        self.tty = f"/dev/pts/{struct.unpack('I', number)[0]}"
+        self.settle()
+
+    def pump(self, seconds=0.01):
+        """Feeds the screen with what the program has written; says whether there was anything."""
+        try:
+            output = self.child.read_nonblocking(65536, seconds)
+        except (pexpect.TIMEOUT, pexpect.EOF):
+            return False
+        self.transcript += output
+        self.stream.feed(output)
+        return True
+
+    def idle(self):
+        """Whether the program has ended, or taken all input and waits for more."""
+        try:
+            tty = os.open(self.tty, os.O_RDONLY | os.O_NOCTTY | os.O_NONBLOCK)
+            unread = fcntl.ioctl(tty, termios.FIONREAD, struct.pack("I", 0))
+            os.close(tty)
+            state = Path(f"/proc/{self.child.pid}/stat").read_text().rsplit(")", 1)[1].split()[0]
+        except OSError:
+            return True
+        return state in "SZ" and struct.unpack("I", unread)[0] == 0
+
+    def settle(self):
+        quiet = 0
+        deadline = time.monotonic() + TIMEOUT
+        while quiet < 2:
+            assert time.monotonic() < deadline, "the program does not come to rest"
+            quiet = 0 if self.pump() or not self.idle() else quiet + 1
+
+    def press(self, *keys):
+        """Sends keys, and waits for the effect of the last one."""
+        self.child.send(b"".join(keys))
+        self.settle()
+
+    def go_to(self, name, start="FormatVersion"):
+        steps = ENTRIES.index(name) - ENTRIES.index(start)
+        self.press(*[DOWN] * steps, *[UP] * -steps)
+
+    def edit(self, text):
+        """Replaces the value of the current entry."""
+        self.press(ENTER, *[BACKSPACE] * 40, *[bytes([byte]) for byte in text])
+
+    def resize(self, rows, columns):
+        self.child.setwinsize(rows, columns)
+        self.screen.resize(rows, columns)
+        self.settle()
+
+    def row(self, number):
+        return self.screen.display[number].rstrip()
+
+    def cells(self):
+        return [
+            [
+                Cell(cell.data, cell.fg, cell.bg, cell.reverse)
+                for cell in (self.screen.buffer[row][column] for column in range(self.screen.columns))
+            ]
+            for row in range(self.screen.lines)
+        ]
+
+    def expect(self, expected):
+        """Waits until the screen is as expected, cell by cell, and stays so."""
+        deadline = time.monotonic() + TIMEOUT
+        while self.cells() != expected and time.monotonic() < deadline:
+            self.pump(0.05)
+        self.settle()
+        different = [
+            f"row {row} column {column}: {cell} instead of {wanted}"
+            for row, (cells, expected_cells) in enumerate(zip(self.cells(), expected))
+            for column, (cell, wanted) in enumerate(zip(cells, expected_cells))
+            if cell != wanted
+        ]
+        picture = "\n".join(self.screen.display)
+        assert not different, "\n".join(different[:10]) + "\n" + picture
+
+    def wait_for_end(self):
+        """The exit status, after everything that the program wrote."""
+        deadline = time.monotonic() + TIMEOUT
+        while self.child.isalive() and time.monotonic() < deadline:
+            self.pump(0.05)
+        while self.pump():
+            pass
+        assert not self.child.isalive()
+        return self.child.exitstatus
+
+    def gives_terminal_back(self):
+        """Whether the program has told the terminal to leave its screen."""
+        return key("rmcup") in self.transcript
+
+
+def screen_of(values, current, prompt="", first=0, size=(24, 80), column=None, colours=True):
+    """The whole screen, cell by cell.
+
+    first: the entry on the menu's first line; column: the width of the value column, when it is
+    not that of the longest value.
+    """
+    rows, columns = size
+    plain = Cell(" ", "white", "blue", False) if colours else Cell(" ", *["default"] * 2, False)
+    grey = plain._replace(foreground="black") if colours else plain
+    cells = [[plain] * columns for _ in range(rows)]
+
+    def put(row, start, text, like=plain):
+        cells[row][start : start + len(text)] = [like._replace(text=letter) for letter in text]
+
+    put(1, 9, "***** KESTREL *****")
+    width = column or max(map(len, values))
+    for line, (name, value) in enumerate(list(zip(ENTRIES, values))[first : first + rows - 6]):
+        look = plain._replace(reverse=name == current)
+        if name in GREYED:
+            look = grey
+        put(3 + line, 1, "-->" if name == current else "   ")
+        put(3 + line, 4, f"{name:17} {value:{width}}", look)
+    put(rows - 3, 1, "**************")
+    put(rows - 2, 1, "$>" + prompt)
+    put(rows - 1, 1, "**************")
+    return cells

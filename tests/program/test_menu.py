@@ -1,0 +1,744 @@
+"""The full-screen menu: every cell of its screen, every key, and what reaches the EEPROM."""
+
+import curses
+import os
+import signal
+import subprocess
+import termios
+import time
+import zlib
+
+import pytest
+import records
+from terminal import (
+    BACKSPACE,
+    DOWN,
+    ENTER,
+    ENTRIES,
+    F1,
+    LEFT,
+    RIGHT,
+    UP,
+    Terminal,
+    key,
+    screen_of,
+)
+
+V1 = records.formatted(1)
+V2 = records.formatted(2)
+
+OPTIONS = {
+    "MAC1": "--mac1",
+    "MAC2": "--mac2",
+    "MAC3": "--mac3",
+    "MAC4": "--mac4",
+    "DateOfProduction": "--productiondate",
+    "DateOfLastService": "--servicedate",
+    "ProductType": "--type",
+    "Hardware Rev": "--hardware_rev",
+    "PCB Rev": "--pcb_rev",
+    "SerialNumber": "--ser_num",
+    "PCB SerialNumber": "--pcb_ser_num",
+}
+
+# entry: (the text typed, the bytes stored, the text shown then)
+EDITS = {
+    "MAC1": ("02:A5:5E:00:00:1a", "02a55e00001a", "02:a5:5e:00:00:1a"),
+    "MAC2": ("02:a5:5e:00:00:2a", "02a55e00002a", "02:a5:5e:00:00:2a"),
+    "MAC3": ("02:a5:5e:00:00:zz", "02a55e000000", "02:a5:5e:00:00:00"),
+    "MAC4": ("02:a5:5e:00:00:4a", "02a55e00004a", "02:a5:5e:00:00:4a"),
+    "DateOfProduction": ("2026-11-15 10:42:16", "141a0b0f0a2a10", "2026-11-15 10:42:16"),
+    "DateOfLastService": ("2026/11/16 11.43.17", "141a0b100b2b11", "2026-11-16 11:43:17"),
+    "ProductType": ("1e", "001e", "0x1e"),
+    "Hardware Rev": ("A01", "413031", "A01"),
+    "PCB Rev": ("%s%", "257325", "%s%"),
+    "SerialNumber": ("%n%s%d", "256e25732564", "%n%s%d"),
+    "PCB SerialNumber": ("PCB-1", "5043422d31", "PCB-1"),
+}
+
+REFUSED = {
+    "MAC1": "02:a5:5e:00:00:0",
+    "MAC2": "02-a5-5e-00-00-01",
+    "MAC3": "",
+    "MAC4": "x",
+    "DateOfProduction": "2012-06-01 12:00:00",
+    "DateOfLastService": "2026-13-01 00:00:00",
+    "Hardware Rev": "00",
+    "PCB Rev": "0000",
+    "SerialNumber": "12345678901234",
+}
+
+
+def values_of(contents):
+    """What the list shows of a valid image, taken from the image alone."""
+    version = records.version_of(contents)
+
+    def field(option):
+        position, length = records.FIELDS[option][version - 1], records.FIELDS[option][version + 1]
+        return contents[position : position + length]
+
+    def date(option):
+        return "%02i%02i-%02i-%02i %02i:%02i:%02i" % tuple(field(option))
+
+    def text(option):
+        return field(option).split(b"\0")[0].decode()
+
+    crc = zlib.crc32(contents[: records.CRC_POSITION[version]])
+    return [
+        str(version),
+        *[field(f"--mac{number}").hex(":") for number in (1, 2, 3, 4)],
+        *[date("--productiondate"), date("--servicedate")],
+        hex(int.from_bytes(field("--type"), "big")),
+        *[text("--hardware_rev"), text("--pcb_rev"), text("--ser_num"), text("--pcb_ser_num")],
+        *[str(crc), "1", "--ERASE ALL--", "--ERASE ALL--", ""],
+    ]
+
+
+def failure_values(version="2"):
+    return [
+        version,
+        *["00:00:00:00:00:00"] * 4,
+        *["0000-00-00 00:00:00"] * 2,
+        *["0xffff", "000", "000", "0000000000000", "0", "0", "0"],
+        *["--ERASE ALL--", "--ERASE ALL--", ""],
+    ]
+
+
+# Reads of fields behind the CRC check, each time that all values are shown.
+READS = 12
+
+
+@pytest.mark.parametrize("size", [(24, 80), (40, 132), (24, 71), (50, 200)])
+def test_a_fresh_version_2_board_shows_all_entries(make_board, size):
+    terminal = Terminal(make_board(V2), *size)
+    terminal.expect(screen_of(values_of(V2), "FormatVersion", size=size))
+
+
+def test_a_fresh_version_1_board_shows_all_entries(make_board):
+    terminal = Terminal(make_board(V1))
+    terminal.expect(screen_of(values_of(V1), "FormatVersion"))
+
+
+def test_the_smallest_terminal_shows_one_entry_at_a_time(make_board):
+    size = (7, 71)
+    terminal = Terminal(make_board(V2), *size)
+    values = values_of(V2)
+    terminal.expect(screen_of(values, "FormatVersion", size=size))
+    for index, name in enumerate(ENTRIES[1:], 1):
+        terminal.press(DOWN)
+        terminal.expect(screen_of(values, name, first=index, size=size))
+    terminal.press(DOWN)
+    terminal.expect(screen_of(values, "END", first=16, size=size))
+
+
+def test_a_list_longer_than_the_terminal_scrolls_by_one_line(make_board):
+    size = (16, 80)
+    terminal = Terminal(make_board(V2), *size)
+    values = values_of(V2)
+    terminal.go_to("PCB Rev")
+    terminal.expect(screen_of(values, "PCB Rev", size=size))
+    terminal.press(DOWN)
+    terminal.expect(screen_of(values, "SerialNumber", first=1, size=size))
+    terminal.press(*[UP] * 9)
+    terminal.expect(screen_of(values, "MAC1", first=1, size=size))
+    terminal.press(UP)
+    terminal.expect(screen_of(values, "FormatVersion", size=size))
+
+
+def test_a_terminal_without_colours_shows_the_same_texts(make_board):
+    terminal = Terminal(make_board(V2), name="vt100")
+    terminal.press(key("kcud1", "vt100"))
+    terminal.expect(screen_of(values_of(V2), "MAC1", colours=False))
+
+
+@pytest.mark.parametrize("size", [(24, 70), (6, 80), (6, 70), (1, 200), (100, 1)])
+def test_a_terminal_too_small_is_refused_and_given_back(make_board, size):
+    board = make_board(V2)
+    terminal = Terminal(board, *size, shell="MENU 2>" + str(board.directory / "errors"))
+    assert terminal.wait_for_end() == 1
+    assert (board.directory / "errors").read_text() == (
+        "kestrel: the menu needs a terminal of 7 rows and 71 columns at least; "
+        f"this one has {size[0]} and {size[1]}\n"
+    )
+    assert terminal.gives_terminal_back()
+    assert board.image == V2
+
+
+def test_up_and_down_move_one_entry_and_stop_at_both_ends(make_board):
+    terminal = Terminal(make_board(V2))
+    values = values_of(V2)
+    terminal.press(UP)
+    terminal.expect(screen_of(values, "FormatVersion"))
+    for name in ENTRIES[1:]:
+        terminal.press(DOWN)
+        terminal.expect(screen_of(values, name))
+    terminal.press(DOWN)
+    terminal.expect(screen_of(values, "END"))
+    terminal.press(UP, UP, UP)
+    terminal.expect(screen_of(values, "valid"))
+
+
+@pytest.mark.parametrize(
+    "sent",
+    [
+        *[LEFT, RIGHT, BACKSPACE, b"\x7f", b"q", b"j", b" ", b"\x1b", b"\0", b"\xff", b"/"],
+        *[key("kf2"), key("kpp"), key("knp"), key("khome"), key("kend"), key("kdch1")],
+        *[key("kent", "vt100"), b"\t"],
+    ],
+    ids=repr,
+)
+def test_every_other_key_is_ignored_in_the_list(make_board, sent):
+    board = make_board(V2)
+    terminal = Terminal(board)
+    terminal.go_to("MAC2")
+    terminal.press(sent)
+    # The next key shows that the one before has been dealt with, Escape after its delay.
+    terminal.press(DOWN)
+    terminal.expect(screen_of(values_of(V2), "MAC3"))
+    assert board.image == V2
+
+
+@pytest.mark.parametrize("name", ["FormatVersion", "Crc32", "valid"])
+def test_enter_does_nothing_on_a_read_only_entry(make_board, name):
+    board = make_board(V2)
+    terminal = Terminal(board)
+    terminal.go_to(name)
+    terminal.press(ENTER)
+    terminal.expect(screen_of(values_of(V2), name))
+    terminal.press(b"x", DOWN, UP)
+    terminal.expect(screen_of(values_of(V2), name))
+    assert board.image == V2
+
+
+@pytest.mark.parametrize("name", EDITS)
+def test_an_edit_is_shown_stored_and_read_again(make_board, name):
+    typed, stored, shown = EDITS[name]
+    board = make_board(V2)
+    terminal = Terminal(board)
+    values = values_of(V2)
+    old = values[ENTRIES.index(name)]
+    terminal.go_to(name)
+    terminal.press(ENTER)
+    terminal.expect(screen_of(values, name, f"{name}: {old}"))
+    terminal.press(BACKSPACE)
+    terminal.expect(screen_of(values, name, f"{name}: {old[:-1]}"))
+    terminal.press(*[b"\x7f"] * (len(old) - 1))
+    terminal.expect(screen_of(values, name, f"{name}: "))
+    terminal.press(b"\x7f", BACKSPACE)
+    terminal.press(*[bytes([byte]) for byte in typed.encode()])
+    terminal.expect(screen_of(values, name, f"{name}: {typed}"))
+    assert board.image == V2
+    terminal.press(ENTER)
+
+    expected = records.with_field(V2, OPTIONS[name], bytes.fromhex(stored))
+    new_values = values_of(expected)
+    assert new_values[ENTRIES.index(name)] == shown
+    terminal.expect(screen_of(new_values, name))
+    assert board.image == expected
+
+
+def test_an_edit_of_a_version_1_board_is_stored_at_its_places(make_board):
+    board = make_board(V1)
+    terminal = Terminal(board)
+    terminal.go_to("PCB SerialNumber")
+    terminal.edit(b"12CHARACTERS")
+    terminal.press(ENTER)
+    expected = records.with_field(V1, "--pcb_ser_num", b"12CHARACTERS")
+    terminal.expect(screen_of(values_of(expected), "PCB SerialNumber"))
+    assert board.image == expected
+
+
+@pytest.mark.parametrize("name", REFUSED)
+def test_a_refused_edit_leaves_the_old_value(make_board, name):
+    board = make_board(V2)
+    terminal = Terminal(board)
+    terminal.go_to(name)
+    terminal.edit(REFUSED[name].encode())
+    terminal.expect(screen_of(values_of(V2), name, f"{name}: {REFUSED[name]}"))
+    terminal.press(ENTER)
+    terminal.expect(screen_of(values_of(V2), name))
+    assert board.image == V2
+
+
+@pytest.mark.parametrize("name", OPTIONS)
+def test_enter_twice_writes_the_unchanged_value(make_board, name):
+    board = make_board(V2)
+    terminal = Terminal(board)
+    terminal.go_to(name)
+    position, length = records.FIELDS[OPTIONS[name]][1], records.FIELDS[OPTIONS[name]][3]
+    # Behind the program's back, so that the write can be seen.
+    board.image = records.patched(V2, position, b"\x01" * length)
+    terminal.press(ENTER, ENTER)
+    terminal.expect(screen_of(values_of(V2), name))
+    assert board.image == V2
+
+
+def code(number):
+    """What a key with this code leaves in the text: its bytes up to the first zero byte."""
+    return number.to_bytes(4, "little").split(b"\0")[0]
+
+
+@pytest.mark.parametrize(
+    "sent, appended",
+    [
+        (b"a", b"a"),
+        (b"%", b"%"),
+        (b" ", b" "),
+        (b"~", b"~"),
+        (b"\xe4", b"\xe4"),
+        (b"\xff", b"\xff"),
+        (b"\x01", b"\x01"),
+        (b"\t", b"\t"),
+        (b"\b", b"\b"),
+        (b"\0", b""),
+        (b"\x1b", b"\x1b"),
+        (LEFT, b""),
+        (RIGHT, b""),
+        (UP, b""),
+        (DOWN, b""),
+        (F1, code(curses.KEY_F1)),
+        (key("kf2"), code(curses.KEY_F2)),
+        (key("kf12"), code(curses.KEY_F12)),
+        (key("khome"), code(curses.KEY_HOME)),
+        (key("kend"), code(curses.KEY_END)),
+        (key("kdch1"), code(curses.KEY_DC)),
+        (key("kich1"), code(curses.KEY_IC)),
+        (key("kpp"), code(curses.KEY_PPAGE)),
+        (key("knp"), code(curses.KEY_NPAGE)),
+        (key("kcbt"), code(curses.KEY_BTAB)),
+    ],
+    ids=repr,
+)
+def test_a_key_in_an_edit_appends_the_bytes_of_its_code(make_board, sent, appended):
+    board = make_board(V2)
+    terminal = Terminal(board)
+    terminal.go_to("PCB SerialNumber")
+    terminal.edit(b"<")
+    terminal.press(sent)
+    if sent == b"\x1b":
+        time.sleep(1.5)  # until it can no longer be the beginning of a special key
+    terminal.press(b">", ENTER)
+    expected = records.with_field(V2, "--pcb_ser_num", b"<" + appended + b">")
+    terminal.settle()
+    assert board.image == expected
+    shown = "<" + "".join(chr(byte) if 32 <= byte < 127 else "?" for byte in appended) + ">"
+    values = values_of(records.with_field(V2, "--pcb_ser_num", b""))
+    values[ENTRIES.index("PCB SerialNumber")] = shown
+    values[ENTRIES.index("Crc32")] = str(int.from_bytes(expected[179:183], "big"))
+    terminal.expect(screen_of(values, "PCB SerialNumber"))
+
+
+def test_the_enter_key_of_the_keypad_appends_its_code(make_board):
+    board = make_board(V2)
+    terminal = Terminal(board, name="vt100")
+    terminal.press(*[key("kcud1", "vt100")] * ENTRIES.index("SerialNumber"), ENTER)
+    terminal.press(*[b"\x7f"] * 13, key("kent", "vt100"), ENTER)
+    assert board.image == records.with_field(V2, "--ser_num", code(curses.KEY_ENTER))
+
+
+def test_the_input_is_as_long_as_the_longest_value_at_the_start(make_board):
+    board = make_board(V2)
+    terminal = Terminal(board)
+    terminal.go_to("PCB SerialNumber")
+    longest = len("2014-01-01 00:00:00")
+    terminal.edit(b"0123456789012345678901234")
+    prompt = "PCB SerialNumber: " + "0123456789012345678"
+    assert len(prompt) == len("PCB SerialNumber: ") + longest
+    terminal.expect(screen_of(values_of(V2), "PCB SerialNumber", prompt))
+
+
+def test_a_special_key_may_go_one_byte_beyond_the_longest_value(make_board):
+    board = make_board(V2)
+    terminal = Terminal(board)
+    terminal.go_to("PCB SerialNumber")
+    terminal.edit(b"012345678901234567")
+    terminal.press(key("khome"), key("khome"), b"x", ENTER)
+    stored = b"012345678901234567" + code(curses.KEY_HOME)
+    assert len(stored) == 20
+    assert board.image == records.with_field(V2, "--pcb_ser_num", stored)
+
+
+def test_a_value_longer_than_the_limit_can_be_shortened_but_not_grown(make_board):
+    contents = records.with_field(V2, "--pcb_ser_num", b"p" * 36)
+    board = make_board(records.damaged(contents))
+    terminal = Terminal(board)
+    terminal.go_to("PCB Rev")
+    terminal.press(ENTER, ENTER)  # gives the record a valid CRC
+    terminal.go_to("PCB SerialNumber", "PCB Rev")
+    terminal.press(ENTER, b"x")
+    assert terminal.row(22) == " $>PCB SerialNumber: " + "p" * 36
+    terminal.press(*[BACKSPACE] * 18, b"y", b"z")
+    assert terminal.row(22) == " $>PCB SerialNumber: " + "p" * 18 + "y"
+
+
+def test_a_value_longer_than_all_at_the_start_keeps_to_its_line(make_board):
+    contents = records.damaged(records.with_field(V2, "--pcb_ser_num", b"p" * 36))
+    board = make_board(contents)
+    terminal = Terminal(board)
+    terminal.expect(screen_of(failure_values(), "FormatVersion"))
+    terminal.go_to("PCB Rev")
+    terminal.press(ENTER, ENTER)
+    repaired = records.with_crc(contents)
+    assert board.image == repaired
+    terminal.expect(screen_of(values_of(repaired), "PCB Rev"))
+    terminal.press(UP, DOWN, DOWN)
+    terminal.expect(screen_of(values_of(repaired), "SerialNumber"))
+
+
+def test_a_value_that_grows_on_a_scrolled_list_keeps_the_current_entry(make_board):
+    size = (9, 80)
+    contents = records.damaged(records.with_field(V2, "--pcb_ser_num", b"p" * 36))
+    terminal = Terminal(make_board(contents), *size)
+    terminal.go_to("PCB Rev")
+    terminal.press(ENTER, ENTER)
+    terminal.settle()
+    assert terminal.row(7) == " $>"
+    lines = [terminal.row(row) for row in (3, 4, 5)]
+    assert any(line.startswith(" -->PCB Rev ") for line in lines)
+    terminal.go_to("PCB SerialNumber", "PCB Rev")
+    assert terminal.row(5) == " -->PCB SerialNumber  " + "p" * 36
+
+
+@pytest.mark.parametrize(
+    "name, image", [("Format_v2", V2), ("Erase", records.BLANK_V2)], ids=["format", "erase"]
+)
+def test_a_command_is_announced_executed_and_leaves_the_old_values(make_board, name, image):
+    contents = records.with_field(V2, "--pcb_rev", b"XYZ")
+    board = make_board(contents)
+    values = values_of(contents)
+    # The part is slow, so that the announcement can be seen.
+    slow = ["strace", "-o", board.directory / "log", "-P", board.path]
+    slow += ["-e", "inject=write:delay_enter=1s:when=1"]
+    terminal = Terminal(board, before=slow)
+    terminal.expect(screen_of(values, "FormatVersion"))
+    terminal.go_to(name)
+    terminal.child.send(ENTER)
+    announced = screen_of(values, name, f"Executing {name} command...")
+    deadline = time.monotonic() + 5
+    while terminal.cells() != announced and time.monotonic() < deadline:
+        terminal.pump(0.05)
+    assert terminal.cells() == announced
+    assert board.image == contents
+    terminal.expect(screen_of(values, name))
+    deadline = time.monotonic() + 5
+    while board.image != image and time.monotonic() < deadline:
+        time.sleep(0.05)
+    assert board.image == image
+
+    terminal.press(UP, DOWN)
+    terminal.expect(screen_of(values, name))
+
+
+def test_the_values_are_read_again_with_the_next_edit_behind_a_command(make_board):
+    board = make_board(records.with_field(V2, "--pcb_rev", b"XYZ"))
+    terminal = Terminal(board)
+    terminal.go_to("Format_v2")
+    terminal.press(ENTER)
+    assert board.image == V2
+    terminal.go_to("SerialNumber", "Format_v2")
+    terminal.press(ENTER, ENTER)
+    terminal.expect(screen_of(values_of(V2), "SerialNumber"))
+
+
+def test_an_edit_behind_an_erase_starts_from_the_stale_value(make_board):
+    board = make_board(V2)
+    terminal = Terminal(board)
+    terminal.go_to("Erase")
+    terminal.press(ENTER)
+    assert board.image == records.BLANK_V2
+    terminal.go_to("MAC1", "Erase")
+    terminal.press(ENTER, ENTER)
+    expected = records.with_field(records.BLANK_V2, "--mac1", bytes.fromhex("02a55e000000"))
+    assert board.image == expected
+    # The record is valid again, and what it holds besides the MAC is all ones.
+    assert terminal.row(4) == " -->MAC1              02:a5:5e:00:00:00"
+    assert terminal.row(5) == "    MAC2              ff:ff:ff:ff:ff:ff"
+    assert terminal.row(8) == "    DateOfProduction  255255-255-255 255:255:255"
+    assert terminal.row(11) == "    Hardware Rev      ???"
+    assert terminal.row(14) == "    PCB SerialNumber  " + "?" * 36
+    assert terminal.row(16) == "    valid             1"
+
+
+@pytest.mark.parametrize("contents", [V1, V2], ids=["version 1", "version 2"])
+def test_a_damaged_record_shows_failure_values_and_reports_each_read(make_board, contents):
+    board = make_board(records.damaged(contents))
+    errors = board.directory / "errors"
+    terminal = Terminal(board, shell=f"MENU 2>{errors}")
+    values = failure_values(str(records.version_of(contents)))
+    terminal.expect(screen_of(values, "FormatVersion"))
+    # To measure the values, to make the menu, and to show them.
+    assert errors.read_bytes() == b"CRC invalid\n" * 3 * READS
+
+    terminal.go_to("MAC1")
+    terminal.edit(b"refused")
+    terminal.press(ENTER)
+    terminal.expect(screen_of(values, "MAC1"))
+    assert errors.read_bytes() == b"CRC invalid\n" * 4 * READS
+    assert board.image == records.damaged(contents)
+
+
+def test_the_messages_of_a_damaged_record_do_not_spoil_the_screen(make_board):
+    terminal = Terminal(make_board(records.damaged(V2)))
+    terminal.expect(screen_of(failure_values(), "FormatVersion"))
+    before_the_screen = terminal.transcript.split(key("smcup"))[0]
+    assert before_the_screen.count(b"CRC invalid\r\n") == READS
+    terminal.go_to("MAC1")
+    terminal.edit(b"refused")
+    terminal.press(ENTER)
+    terminal.expect(screen_of(failure_values(), "MAC1"))
+    terminal.press(DOWN)
+    terminal.expect(screen_of(failure_values(), "MAC2"))
+
+
+def test_the_message_of_a_failed_erase_does_not_spoil_the_screen(make_board):
+    board = make_board(V2)
+    protected = ["strace", "-o", board.directory / "log", "-P", board.path]
+    protected += ["-e", "inject=write:retval=2048"]
+    terminal = Terminal(board, before=protected)
+    terminal.go_to("Erase")
+    terminal.press(ENTER)
+    terminal.expect(screen_of(values_of(V2), "Erase"))
+    assert b"write verified error (write protected?)\n" in terminal.transcript
+    assert board.image == V2
+
+
+def test_an_edit_of_a_write_protected_part_ends_in_the_middle_of_the_screen(make_board):
+    board = make_board(V2)
+    protected = ["strace", "-o", board.directory / "log", "-P", board.path]
+    protected += ["-e", "inject=write:retval=6"]
+    terminal = Terminal(board, before=protected)
+    terminal.go_to("MAC1")
+    terminal.edit(b"02:a5:5e:00:00:01")
+    terminal.press(ENTER)
+    assert terminal.wait_for_end() == 1
+    assert terminal.transcript.endswith(b"kestrel: write verified error (write protected?)\n")
+    assert not terminal.gives_terminal_back()
+    assert board.image == V2
+
+
+def test_a_date_too_short_ends_in_the_middle_of_the_screen(make_board):
+    board = make_board(V2)
+    errors = board.directory / "errors"
+    terminal = Terminal(board, shell=f"MENU 2>{errors}")
+    terminal.go_to("DateOfProduction")
+    terminal.edit(b"2026-11-15")
+    terminal.press(ENTER)
+    assert terminal.wait_for_end() == 1
+    assert not terminal.gives_terminal_back()
+    assert errors.read_bytes().startswith(b"kestrel: ")
+    assert errors.read_bytes().count(b"\n") == 1
+    assert board.image == V2
+
+
+def modes(terminal):
+    """Whether the terminal echoes and waits for whole lines, as a shell wants it."""
+    tty = os.open(terminal.tty, os.O_RDONLY | os.O_NOCTTY)
+    local = termios.tcgetattr(tty)[3]
+    os.close(tty)
+    return bool(local & termios.ECHO), bool(local & termios.ICANON)
+
+
+def test_end_gives_the_terminal_back_with_status_0(make_board):
+    board = make_board(V2)
+    terminal = Terminal(board, shell="MENU; echo status $?; read line")
+    assert modes(terminal) == (False, False)
+    terminal.go_to("END")
+    terminal.press(ENTER)
+    assert terminal.transcript.endswith(b"status 0\r\n")
+    assert terminal.gives_terminal_back()
+    assert modes(terminal) == (True, True)
+    assert board.image == V2
+
+
+def test_f1_leaves_the_screen_up_with_status_0(make_board):
+    board = make_board(V2)
+    terminal = Terminal(board, shell="MENU; status=$?; read line; exit $status")
+    terminal.press(F1)
+    assert not terminal.gives_terminal_back()
+    assert modes(terminal) == (False, False)
+    terminal.expect(screen_of(values_of(V2), "FormatVersion"))
+    terminal.press(b"\n")
+    assert terminal.wait_for_end() == 0
+    assert board.image == V2
+
+
+@pytest.mark.parametrize("in_edit", [False, True], ids=["in the list", "in an edit"])
+def test_a_hang_up_that_is_ignored_ends_the_menu_within_a_second(make_board, in_edit):
+    board = make_board(V2)
+    outcome = board.directory / "outcome"
+    terminal = Terminal(
+        board, shell=f"trap '' HUP; MENU 2>{outcome}; echo status $? >>{outcome}; exit"
+    )
+    terminal.go_to("MAC1")
+    if in_edit:
+        terminal.press(ENTER)
+    os.close(terminal.child.child_fd)
+    terminal.child.closed = True
+    deadline = time.monotonic() + 1
+    while b"status" not in outcome.read_bytes() and time.monotonic() < deadline:
+        time.sleep(0.01)
+    assert outcome.read_bytes() == (
+        b"kestrel: Error reading from the terminal: its input is gone\nstatus 1\n"
+    )
+    assert board.image == V2
+
+
+def test_the_end_of_the_input_ends_the_menu_and_gives_the_terminal_back(make_board):
+    board = make_board(V2)
+    terminal = Terminal(board, shell="MENU </dev/null")
+    assert terminal.wait_for_end() == 1
+    assert terminal.gives_terminal_back()
+    message = b"kestrel: Error reading from the terminal: its input is gone\r\n"
+    assert terminal.transcript.endswith(message)
+    assert board.image == V2
+
+
+def test_a_stopped_and_continued_menu_goes_on(make_board):
+    board = make_board(V2)
+    terminal = Terminal(board)
+    terminal.go_to("MAC1")
+    terminal.press(ENTER)
+    os.kill(terminal.child.pid, signal.SIGSTOP)
+    time.sleep(0.1)
+    os.kill(terminal.child.pid, signal.SIGCONT)
+    terminal.press(BACKSPACE)
+    terminal.expect(screen_of(values_of(V2), "MAC1", "MAC1: 02:a5:5e:00:00:0"))
+
+
+def test_a_resize_in_the_list_changes_nothing(make_board):
+    terminal = Terminal(make_board(V2))
+    terminal.go_to("MAC3")
+    terminal.resize(40, 132)
+    terminal.press(DOWN)
+    terminal.settle()
+    assert [terminal.row(row) for row in (1, 6, 7, 21, 22, 23)] == [
+        "         ***** KESTREL *****",
+        "    MAC3              02:a5:5e:00:00:00",
+        " -->MAC4              02:a5:5e:00:00:00",
+        " **************",
+        " $>",
+        " **************",
+    ]
+
+
+def test_a_resize_in_an_edit_appends_nothing(make_board):
+    board = make_board(V2)
+    terminal = Terminal(board)
+    terminal.go_to("SerialNumber")
+    terminal.edit(b"a")
+    terminal.resize(30, 100)
+    terminal.resize(24, 80)
+    terminal.press(b"b", ENTER)
+    assert board.image == records.with_field(V2, "--ser_num", b"ab")
+
+
+def test_without_its_prompt_row_an_edit_wipes_no_other_line(make_board):
+    board = make_board(V2)
+    terminal = Terminal(board)
+    terminal.go_to("SerialNumber")
+    terminal.press(ENTER)
+    terminal.resize(15, 80)
+    lines = terminal.screen.display
+    assert lines[14].startswith("    PCB SerialNumber  000000000000")
+    terminal.press(BACKSPACE, b"x")
+    assert terminal.screen.display == lines
+    terminal.press(ENTER)
+    expected = records.with_field(V2, "--ser_num", b"000000000000x")
+    assert board.image == expected
+    values = values_of(expected)
+    assert [terminal.row(row) for row in (4, 13, 14)] == [
+        "    MAC1              02:a5:5e:00:00:00",
+        " -->SerialNumber      000000000000x",
+        "    PCB SerialNumber  000000000000",
+    ]
+
+    # When there is room again, so is the whole screen.
+    terminal.resize(24, 80)
+    terminal.expect(screen_of(values, "SerialNumber"))
+
+
+def test_a_tiny_terminal_keeps_the_menu_running_until_there_is_room(make_board):
+    board = make_board(V2)
+    terminal = Terminal(board)
+    terminal.go_to("MAC1")
+    for size in [(3, 20), (1, 1), (24, 60), (6, 80)]:
+        terminal.resize(*size)
+        terminal.press(b"x", LEFT)
+    terminal.resize(24, 80)
+    terminal.expect(screen_of(values_of(V2), "MAC1"))
+    terminal.press(ENTER)
+    terminal.resize(5, 80)
+    terminal.resize(24, 80)
+    terminal.expect(screen_of(values_of(V2), "MAC1", "MAC1: 02:a5:5e:00:00:00"))
+
+
+def test_bytes_that_are_not_printable_stay_in_their_line_and_survive_an_unchanged_enter(make_board):
+    stored = b"a\nb\x1b[2J\t\xff\x80%\x7f"
+    contents = records.with_field(V2, "--ser_num", stored)
+    board = make_board(contents)
+    terminal = Terminal(board)
+    values = values_of(V2)
+    values[ENTRIES.index("SerialNumber")] = "a?b?[2J???%?"
+    values[ENTRIES.index("Crc32")] = str(int.from_bytes(contents[179:183], "big"))
+    terminal.expect(screen_of(values, "FormatVersion"))
+    terminal.go_to("SerialNumber")
+    terminal.press(ENTER)
+    terminal.expect(screen_of(values, "SerialNumber", "SerialNumber: a?b?[2J???%?"))
+    terminal.press(ENTER)
+    terminal.expect(screen_of(values, "SerialNumber"))
+    assert board.image == contents
+
+
+def test_an_empty_value_can_be_edited(make_board):
+    contents = records.with_field(V2, "--ser_num", b"")
+    board = make_board(contents)
+    terminal = Terminal(board)
+    terminal.expect(screen_of(values_of(contents), "FormatVersion"))
+    terminal.go_to("SerialNumber")
+    terminal.press(ENTER, BACKSPACE, b"n", b"e", b"w", ENTER)
+    expected = records.with_field(V2, "--ser_num", b"new")
+    terminal.expect(screen_of(values_of(expected), "SerialNumber"))
+    assert board.image == expected
+
+
+def test_several_edits_leave_exactly_their_fields_changed(make_board):
+    board = make_board(V2)
+    terminal = Terminal(board)
+    expected, at = V2, "FormatVersion"
+    for name in reversed(EDITS):
+        terminal.go_to(name, at)
+        at = name
+        terminal.edit(EDITS[name][0].encode())
+        terminal.press(ENTER)
+        expected = records.with_field(expected, OPTIONS[name], bytes.fromhex(EDITS[name][1]))
+        terminal.expect(screen_of(values_of(expected), name))
+    assert board.image == expected
+
+
+def test_the_menu_works_in_a_real_terminal_multiplexer(make_board):
+    board = make_board(V2)
+    tmux = ["tmux", "-S", str(board.directory / "tmux"), "-f", "/dev/null"]
+
+    def call(*arguments):
+        environment = {**board.environment(), "TERM": "screen-256color"}
+        done = subprocess.run([*tmux, *arguments], env=environment, capture_output=True)
+        return done.stdout.decode()
+
+    def expect(expected):
+        text = "\n".join("".join(cell.text for cell in row).rstrip() for row in expected)
+        deadline = time.monotonic() + 5
+        while call("capture-pane", "-p").rstrip("\n") != text and time.monotonic() < deadline:
+            time.sleep(0.05)
+        assert call("capture-pane", "-p").rstrip("\n") == text
+
+    call("new-session", "-d", "-x", "80", "-y", "24", " ".join(board.command()))
+    call("set-option", "status", "off")
+    call("resize-window", "-x", "80", "-y", "24")
+    try:
+        expect(screen_of(values_of(V2), "FormatVersion"))
+        call("send-keys", "Down", "Enter", "BSpace", "a", "Enter")
+        edited = records.with_field(V2, "--mac1", bytes.fromhex("02a55e00000a"))
+        expect(screen_of(values_of(edited), "MAC1"))
+        assert board.image == edited
+    finally:
+        call("kill-server")
