@@ -4,7 +4,6 @@
 #include "MessageWatch.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <curses.h>
 #include <memory>
 #include <menu.h>
@@ -61,14 +60,10 @@ std::string bytesOf(int key)
 
 int readKey()
 {
-    for (;;) {
-        errno = 0;
-        const int key = wgetch(stdscr);
-        if (key != ERR)
-            return key;
-        if (errno != EINTR)
-            giveUp("Error reading from the terminal: its input is gone");
-    }
+    const int key = wgetch(stdscr);
+    if (key == ERR)
+        giveUp("Error reading from the terminal: its input is gone");
+    return key;
 }
 
 // One line of the menu: an entry with its value as of the last refresh.
@@ -183,7 +178,6 @@ private:
     const size_t maxValueLength; // of an input, as of the start
     MessageWatch messages;
     int rows = 0; // of the terminal, as of the start
-    int columns = 0;
     std::vector<std::unique_ptr<Line>> lines;
     std::vector<ITEM*> items; // of the lines, and the terminator that the library requires
     std::unique_ptr<WINDOW, FreeWindow> window;
@@ -214,7 +208,7 @@ void Screen::StartTerminal()
     start_color();
 
     rows = getmaxy(stdscr);
-    columns = getmaxx(stdscr);
+    const int columns = getmaxx(stdscr);
     if (rows < kMinRows || columns < kMinColumns) {
         giveUp("the menu needs a terminal of " + std::to_string(kMinRows) + " rows and " +
                std::to_string(kMinColumns) + " columns at least; this one has " +
@@ -231,6 +225,8 @@ void Screen::MakeMenu()
     items.push_back(nullptr);
 
     menu.reset(new_menu(items.data()));
+    if (!menu)
+        throw std::runtime_error("Error making the menu");
     valueColumn = LongestValue();
     set_menu_mark(menu.get(), "-->");
     set_menu_format(menu.get(), rows - kRowsAroundMenu, 1);
@@ -240,7 +236,9 @@ void Screen::MakeMenu()
 void Screen::MakeWindow()
 {
     WINDOW* made = derwin(stdscr, rows - kRowsAroundMenu, kMenuWidth, kMenuTop, kMenuLeft);
-    wbkgdset(made, colours(kNormalPair));
+    if (made == nullptr)
+        throw std::runtime_error("Error making the menu's window");
+    wbkgdset(made, colours(kNormalPair)); // which the menu is erased with
     set_menu_sub(menu.get(), made);
     window.reset(made);
 }
@@ -277,7 +275,8 @@ void Screen::Update()
 // shrinks, and nothing brings it back when there is room again.
 void Screen::RestoreAfterResize()
 {
-    if (getmaxy(stdscr) < rows || getmaxx(stdscr) < columns)
+    const int rowsDownToMenu = kMenuTop + rows - kRowsAroundMenu;
+    if (getmaxy(stdscr) < rowsDownToMenu || getmaxx(stdscr) < kMinColumns)
         return;
     unpost_menu(menu.get());
     MakeWindow();
@@ -333,7 +332,8 @@ void Screen::ClearPrompt() const
 void Screen::Prompt(const std::string& text)
 {
     ClearPrompt();
-    mvaddstr(rows - 2, kPromptColumn, printable(text).c_str());
+    const int room = std::max(0, getmaxx(stdscr) - kPromptColumn);
+    mvaddnstr(rows - 2, kPromptColumn, printable(text).c_str(), room);
     Update();
 }
 

@@ -17,8 +17,16 @@ bool MessageWatch::TakeWritten()
 
 MessageWatch::int_type MessageWatch::overflow(int_type character)
 {
+    if (traits_type::eq_int_type(character, traits_type::eof()))
+        return traits_type::not_eof(character);
     written = true;
     return target->sputc(traits_type::to_char_type(character));
+}
+
+std::streamsize MessageWatch::xsputn(const char* text, std::streamsize length)
+{
+    written = true;
+    return target->sputn(text, length);
 }
 
 int MessageWatch::sync()

@@ -17,6 +17,7 @@ public:
 
 protected:
     int_type overflow(int_type character) override;
+    std::streamsize xsputn(const char* text, std::streamsize length) override;
     int sync() override;
 
 private:

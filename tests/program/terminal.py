@@ -46,7 +46,7 @@ GREYED = ["FormatVersion", "Crc32", "valid"]
 
 def key(name, terminal="screen-256color"):
     """The bytes that a key sends, by its name in terminfo."""
-    return subprocess.run(["tput", "-T", terminal, name], capture_output=True, check=True).stdout
+    return subprocess.run(["tput", "-T", terminal, name], capture_output=True, check=False).stdout
 
 
 DOWN = key("kcud1")
@@ -65,11 +65,14 @@ class Terminal:
     stands for all that.
     """
 
+    running = []
+
     def __init__(self, board, rows=24, columns=80, name="screen-256color", before=(), shell=None):
         self.board = board
         self.screen = pyte.Screen(columns, rows)
         self.stream = pyte.ByteStream(self.screen)
         self.transcript = b""
+        self.hides_cursor = bool(key("civis", name))
         environment = {**board.environment(), "TERM": name, "ASAN_OPTIONS": "detect_leaks=0"}
         for size in ("LINES", "COLUMNS"):
             environment.pop(size, None)
@@ -83,6 +86,8 @@ class Terminal:
         self.child.ptyproc.delayafterclose = self.child.ptyproc.delayafterterminate = 0.01
         number = fcntl.ioctl(self.child.child_fd, TIOCGPTN, struct.pack("I", 0))
         self.tty = f"/dev/pts/{struct.unpack('I', number)[0]}"
+        Terminal.running.append(self)
+        self.wait_until(lambda: self.row(rows - 2).startswith(" $>") or not self.child.isalive())
         self.settle()
 
     def pump(self, seconds=0.01):
@@ -95,13 +100,21 @@ class Terminal:
         self.stream.feed(output)
         return True
 
+    def program(self):
+        """The process at the end of the shells and tracers."""
+        process = self.child.pid
+        while children := Path(f"/proc/{process}/task/{process}/children").read_text().split():
+            process = children[-1]
+        return process
+
     def idle(self):
         """Whether the program has ended, or taken all input and waits for more."""
         try:
             tty = os.open(self.tty, os.O_RDONLY | os.O_NOCTTY | os.O_NONBLOCK)
             unread = fcntl.ioctl(tty, termios.FIONREAD, struct.pack("I", 0))
             os.close(tty)
-            state = Path(f"/proc/{self.child.pid}/stat").read_text().rsplit(")", 1)[1].split()[0]
+            stat = Path(f"/proc/{self.program()}/stat").read_text()
+            state = stat.rsplit(")", 1)[1].split()[0]
         except OSError:
             return True
         return state in "SZ" and struct.unpack("I", unread)[0] == 0
@@ -112,6 +125,20 @@ class Terminal:
         while quiet < 2:
             assert time.monotonic() < deadline, "the program does not come to rest"
             quiet = 0 if self.pump() or not self.idle() else quiet + 1
+
+    def wait_until(self, condition):
+        deadline = time.monotonic() + TIMEOUT
+        while not condition() and time.monotonic() < deadline:
+            self.pump(0.05)
+
+    def leave(self):
+        """Ends the program in the regular way if it still runs."""
+        if self.child.closed:
+            return
+        if self.child.isalive():
+            self.child.send(F1 + ENTER + F1)  # the first is part of the text in an edit
+            self.wait_until(lambda: not self.child.isalive())
+        self.child.close(force=True)
 
     def press(self, *keys):
         """Sends keys, and waits for the effect of the last one."""
@@ -145,10 +172,9 @@ class Terminal:
 
     def expect(self, expected):
         """Waits until the screen is as expected, cell by cell, and stays so."""
-        deadline = time.monotonic() + TIMEOUT
-        while self.cells() != expected and time.monotonic() < deadline:
-            self.pump(0.05)
+        self.wait_until(lambda: self.cells() == expected)
         self.settle()
+        assert self.screen.cursor.hidden or not self.hides_cursor
         different = [
             f"row {row} column {column}: {cell} instead of {wanted}"
             for row, (cells, expected_cells) in enumerate(zip(self.cells(), expected))
@@ -160,9 +186,7 @@ class Terminal:
 
     def wait_for_end(self):
         """The exit status, after everything that the program wrote."""
-        deadline = time.monotonic() + TIMEOUT
-        while self.child.isalive() and time.monotonic() < deadline:
-            self.pump(0.05)
+        self.wait_until(lambda: not self.child.isalive())
         while self.pump():
             pass
         assert not self.child.isalive()

@@ -18,6 +18,7 @@ from terminal import (
     F1,
     LEFT,
     RIGHT,
+    TIMEOUT,
     UP,
     Terminal,
     key,
@@ -102,6 +103,13 @@ def failure_values(version="2"):
         *["0xffff", "000", "000", "0000000000000", "0", "0", "0"],
         *["--ERASE ALL--", "--ERASE ALL--", ""],
     ]
+
+
+@pytest.fixture(autouse=True)
+def leave_all_menus():
+    yield
+    while Terminal.running:
+        Terminal.running.pop().leave()
 
 
 # Reads of fields behind the CRC check, each time that all values are shown.
@@ -260,6 +268,31 @@ def test_a_refused_edit_leaves_the_old_value(make_board, name):
     assert board.image == V2
 
 
+def test_a_refused_pcb_serial_number_leaves_the_old_value(make_board):
+    board = make_board(V1)
+    terminal = Terminal(board)
+    terminal.go_to("PCB SerialNumber")
+    terminal.edit(b"13 CHARACTERS")
+    terminal.press(ENTER)
+    terminal.expect(screen_of(values_of(V1), "PCB SerialNumber"))
+    assert board.image == V1
+
+
+def test_an_edit_on_the_smallest_terminal_is_stored(make_board):
+    size = (7, 71)
+    board = make_board(V2)
+    terminal = Terminal(board, *size)
+    terminal.go_to("PCB Rev")
+    terminal.edit(b"B02")
+    at = ENTRIES.index("PCB Rev")
+    prompt = "PCB Rev: B02"
+    terminal.expect(screen_of(values_of(V2), "PCB Rev", prompt, first=at, size=size))
+    terminal.press(ENTER)
+    expected = records.with_field(V2, "--pcb_rev", b"B02")
+    terminal.expect(screen_of(values_of(expected), "PCB Rev", first=at, size=size))
+    assert board.image == expected
+
+
 @pytest.mark.parametrize("name", OPTIONS)
 def test_enter_twice_writes_the_unchanged_value(make_board, name):
     board = make_board(V2)
@@ -408,21 +441,16 @@ def test_a_command_is_announced_executed_and_leaves_the_old_values(make_board, n
     values = values_of(contents)
     # The part is slow, so that the announcement can be seen.
     slow = ["strace", "-o", board.directory / "log", "-P", board.path]
-    slow += ["-e", "inject=write:delay_enter=1s:when=1"]
+    slow += ["-e", "inject=write:delay_enter=3s:when=1"]
     terminal = Terminal(board, before=slow)
     terminal.expect(screen_of(values, "FormatVersion"))
     terminal.go_to(name)
     terminal.child.send(ENTER)
     announced = screen_of(values, name, f"Executing {name} command...")
-    deadline = time.monotonic() + 5
-    while terminal.cells() != announced and time.monotonic() < deadline:
-        terminal.pump(0.05)
+    terminal.wait_until(lambda: terminal.cells() == announced)
     assert terminal.cells() == announced
     assert board.image == contents
     terminal.expect(screen_of(values, name))
-    deadline = time.monotonic() + 5
-    while board.image != image and time.monotonic() < deadline:
-        time.sleep(0.05)
     assert board.image == image
 
     terminal.press(UP, DOWN)
@@ -516,6 +544,23 @@ def test_an_edit_of_a_write_protected_part_ends_in_the_middle_of_the_screen(make
     assert board.image == V2
 
 
+def test_a_format_of_a_write_protected_part_ends_in_the_middle_of_the_screen(make_board):
+    contents = records.with_field(V2, "--pcb_rev", b"XYZ")
+    board = make_board(contents)
+    protected = ["strace", "-o", board.directory / "log", "-P", board.path]
+    protected += ["-e", "inject=write:retval=255"]
+    terminal = Terminal(board, before=protected)
+    terminal.go_to("Format_v2")
+    terminal.press(ENTER)
+    assert terminal.wait_for_end() == 1
+    assert terminal.transcript.endswith(
+        b"kestrel: write verified error (write protected?)\n"
+    )
+    assert b"Executing Format_v2 command..." in terminal.transcript
+    assert not terminal.gives_terminal_back()
+    assert board.image == contents
+
+
 def test_a_date_too_short_ends_in_the_middle_of_the_screen(make_board):
     board = make_board(V2)
     errors = board.directory / "errors"
@@ -544,6 +589,7 @@ def test_end_gives_the_terminal_back_with_status_0(make_board):
     assert modes(terminal) == (False, False)
     terminal.go_to("END")
     terminal.press(ENTER)
+    terminal.wait_until(lambda: terminal.transcript.endswith(b"status 0\r\n"))
     assert terminal.transcript.endswith(b"status 0\r\n")
     assert terminal.gives_terminal_back()
     assert modes(terminal) == (True, True)
@@ -574,12 +620,13 @@ def test_a_hang_up_that_is_ignored_ends_the_menu_within_a_second(make_board, in_
         terminal.press(ENTER)
     os.close(terminal.child.child_fd)
     terminal.child.closed = True
-    deadline = time.monotonic() + 1
-    while b"status" not in outcome.read_bytes() and time.monotonic() < deadline:
+    gone = time.time()
+    while b"status" not in outcome.read_bytes() and time.time() < gone + TIMEOUT:
         time.sleep(0.01)
     assert outcome.read_bytes() == (
         b"kestrel: Error reading from the terminal: its input is gone\nstatus 1\n"
     )
+    assert outcome.stat().st_mtime - gone < 1
     assert board.image == V2
 
 
@@ -593,9 +640,17 @@ def test_the_end_of_the_input_ends_the_menu_and_gives_the_terminal_back(make_boa
     assert board.image == V2
 
 
+def test_a_suspended_and_continued_menu_goes_on(make_board):
+    terminal = Terminal(make_board(V2), shell="set -m; MENU; fg")
+    terminal.go_to("MAC1")
+    terminal.press(b"\x1a")  # Ctrl-Z, which the shell answers by bringing the menu back
+    terminal.press(ENTER)
+    terminal.press(BACKSPACE)
+    terminal.expect(screen_of(values_of(V2), "MAC1", "MAC1: 02:a5:5e:00:00:0"))
+
+
 def test_a_stopped_and_continued_menu_goes_on(make_board):
-    board = make_board(V2)
-    terminal = Terminal(board)
+    terminal = Terminal(make_board(V2))
     terminal.go_to("MAC1")
     terminal.press(ENTER)
     os.kill(terminal.child.pid, signal.SIGSTOP)
@@ -655,6 +710,30 @@ def test_without_its_prompt_row_an_edit_wipes_no_other_line(make_board):
     # When there is room again, so is the whole screen.
     terminal.resize(24, 80)
     terminal.expect(screen_of(values, "SerialNumber"))
+
+
+def test_on_a_narrow_terminal_the_prompt_is_cut_off(make_board):
+    terminal = Terminal(make_board(V2))
+    terminal.go_to("DateOfProduction")
+    terminal.resize(24, 30)
+    terminal.press(ENTER)
+    assert terminal.row(22) == " $>DateOfProduction: 2014-01-0"
+    assert terminal.row(23) == " **************"
+    terminal.press(BACKSPACE, ENTER)
+    assert terminal.row(22) == " $>"
+    assert terminal.row(23) == " **************"
+
+
+def test_the_list_comes_back_as_soon_as_there_is_room_for_it(make_board):
+    terminal = Terminal(make_board(V2))
+    terminal.resize(12, 80)
+    terminal.go_to("Erase")
+    terminal.resize(21, 75)
+    values = values_of(V2)
+    assert terminal.row(18) == " -->Erase             --ERASE ALL--"
+    assert terminal.row(19) == "    END"
+    terminal.resize(24, 79)
+    terminal.expect(screen_of(values, "Erase", size=(24, 79)))
 
 
 def test_a_tiny_terminal_keeps_the_menu_running_until_there_is_room(make_board):
