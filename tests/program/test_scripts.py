@@ -15,17 +15,17 @@ V1 = records.formatted(1)
 V2 = records.formatted(2)
 
 
-def recipe(name):
-    readme = (ROOT / "README.md").read_text()
-    return re.search(rf"<!-- test: {name} -->\n```sh\n(.*?)```", readme, re.DOTALL)[1]
+def recipe(name, document="README.md"):
+    text = (ROOT / document).read_text()
+    return re.search(rf"<!-- test: {name} -->\n```sh\n(.*?)```", text, re.DOTALL)[1]
 
 
-def follow(board, name):
-    """Runs a recipe of the README, as it stands there, on the board."""
+def follow(board, *name):
+    """Runs a recipe of a document, as it stands there, on the board."""
     environment = board.environment()
     environment["PATH"] = f"{board.program.parent}:{environment['PATH']}"
     return subprocess.run(
-        ["umockdev-wrapper", "sh", "-eu", "-c", recipe(name)],
+        ["umockdev-wrapper", "sh", "-eu", "-c", recipe(*name)],
         env=environment,
         capture_output=True,
         check=False,
@@ -72,6 +72,18 @@ def test_the_read_back_of_a_script_notices_what_was_not_taken(make_board):
     command = ["umockdev-wrapper", "sh", "-eu", "-c", too_long]
     done = subprocess.run(command, env=environment, capture_output=True)
     assert (done.returncode, done.stderr) == (1, b"the serial number was not taken\n")
+
+
+def test_the_recipe_with_a_lock_waits_for_the_other_writer(make_board):
+    board = make_board(V2)
+    with subprocess.Popen(
+        ["flock", str(board.path), "sh", "-c", "echo locked; sleep 0.5"], stdout=subprocess.PIPE
+    ) as other:
+        assert other.stdout.readline() == b"locked\n"
+        start = time.monotonic()
+        assert follow(board, "lock", "docs/reliability.md").returncode == 0
+        assert time.monotonic() - start > 0.3
+    assert board.image == records.with_field(V2, "--ser_num", b"SN-0000004711")
 
 
 def virtual_board(*arguments):

@@ -1,0 +1,82 @@
+"""The program as it is installed on boards: hardened, and clean under Valgrind."""
+
+import subprocess
+from pathlib import Path
+
+import pytest
+import records
+
+ROOT = Path(__file__).parents[2]
+PROGRAM = ROOT / "build/release/kestrel"
+V1 = records.formatted(1)
+V2 = records.formatted(2)
+
+
+@pytest.fixture(autouse=True, scope="module")
+def build():
+    subprocess.run([ROOT / "script/build", "release"], check=True)
+
+
+def readelf(*options):
+    done = subprocess.run(["readelf", "-W", *options, PROGRAM], capture_output=True, check=True)
+    return done.stdout.decode()
+
+
+def test_it_is_position_independent():
+    assert "DYN (Position-Independent Executable file)" in readelf("-h")
+
+
+def test_its_relocations_are_bound_at_once_and_read_only():
+    assert "GNU_RELRO" in readelf("-l")
+    dynamic = readelf("-d")
+    assert "BIND_NOW" in dynamic and "Flags: NOW PIE" in dynamic
+
+
+def test_its_stack_is_protected_and_not_executable():
+    assert "__stack_chk_fail" in readelf("--dyn-syms")
+    stack = next(line for line in readelf("-l").splitlines() if "GNU_STACK" in line)
+    assert " RW " in stack
+
+
+def test_it_calls_the_plain_file_functions_which_a_test_bed_can_replace():
+    symbols = {
+        line.split()[7].split("@")[0]
+        for line in readelf("--dyn-syms").splitlines()
+        if " UND " in line and len(line.split()) > 7
+    }
+    assert {"open", "lseek", "read", "write", "close"} <= symbols
+    assert not symbols & {"__read_chk", "__open_2", "__pread_chk", "open64", "lseek64"}
+    assert any(symbol.endswith("_chk") for symbol in symbols), "fortified nowhere"
+
+
+@pytest.mark.parametrize(
+    "contents, arguments, status",
+    [
+        (V2, ["--raw"], 0),
+        (records.damaged(V2), ["--raw"], 0),
+        (V1, ["--raw"], 0),
+        (V2, ["-r", "--pcb_ser_num"], 0),
+        (V2, ["-w", "--pcb_ser_num", "x" * 36], 0),
+        (V2, ["-w", "--productiondate", "2026-11-15"], 1),
+        (V2, ["-w", "--mac1"], 1),
+        (records.BLANK_V2, ["--format_v2"], 0),
+        (V1, ["--format_v1"], 0),
+        (V2, ["--erase"], 0),
+        (V2, ["--help"], 0),
+        (V2, ["foo"], 255),
+        (records.BLANK_V1, ["--raw"], 1),
+    ],
+)
+def test_valgrind_finds_nothing(make_board, contents, arguments, status):
+    board = make_board(contents)
+    # An exception that ends the process is not freed, and not lost either.
+    checker = ["valgrind", "-q", "--error-exitcode=99", "--leak-check=full"]
+    checker += ["--show-leak-kinds=definite,indirect", "--errors-for-leak-kinds=definite,indirect"]
+    done = subprocess.run(
+        ["umockdev-wrapper", *checker, PROGRAM, *arguments],
+        env=board.environment(),
+        capture_output=True,
+        check=False,
+    )
+    assert done.returncode == status, done.stderr.decode()
+    assert b"==" not in done.stderr

@@ -1,0 +1,24 @@
+"""Runs a program with something injected into its device calls, as cheaply as strace can."""
+
+import subprocess
+
+from conftest import Result
+
+
+def run_with(board, call, injection, arguments):
+    """One run; injection is in strace's words, and must take place."""
+    log = board.directory / "strace.log"
+    command = ["strace", "-o", log, "-P", board.path, "-E", "LD_PRELOAD=libumockdev-preload.so.0"]
+    command += ["-e", f"trace={call}", "-e", f"inject={call}:{injection}"]
+    if not injection.startswith("signal"):  # which the fast way leaves out
+        command += ["-f", "--seccomp-bpf"]
+    done = subprocess.run(
+        [*command, board.program, *arguments],
+        env=board.environment(),
+        capture_output=True,
+        check=False,
+        timeout=60,
+    )
+    reached = "killed" if injection.startswith("signal") else "INJECTED"
+    assert reached in log.read_text(), f"{arguments} {injection}: not reached"
+    return Result(done.returncode, done.stdout, done.stderr)

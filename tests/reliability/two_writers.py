@@ -1,0 +1,67 @@
+"""Two processes write different elements of one part at the same time, again and again."""
+
+import subprocess
+import tempfile
+from collections import Counter
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+import records
+from conftest import Board
+
+ROUNDS = 1000
+
+VALID = "both written, the record valid"
+STALE = "both written, the CRC that of one alone"
+
+V2 = records.formatted(2)
+WRITES = {"--mac1": ("02:a5:5e:00:00:01", bytes.fromhex("02a55e000001")), "--pcb_rev": ("B02", b"B02")}
+
+
+# A file answers at once, a part on its bus takes milliseconds: long enough to meet in between.
+SLOWLY = ["strace", "-f", "--seccomp-bpf", "-o", "/dev/null", "-e", "trace=read,write"]
+
+
+def at_once(board, lock):
+    """Starts both writers, and returns their statuses and messages."""
+    slowly = [*SLOWLY, "-P", board.path, "-e", "inject=read,write:delay_exit=1ms"]
+    writers = [
+        subprocess.Popen(
+            [*lock, *slowly, *board.command("-w", option, text)],
+            env=board.environment(),
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+        )
+        for option, (text, _) in WRITES.items()
+    ]
+    return [(writer.wait(60), writer.communicate()[0]) for writer in writers]
+
+
+def verdict(board, results):
+    assert results == [(0, b""), (0, b"")], results
+    expected = V2
+    for option, (_, data) in WRITES.items():
+        expected = records.with_field(expected, option, data)
+    image = board.image
+    end = records.CRC_POSITION[2]
+    if image == expected:
+        return VALID
+    assert image[:end] == expected[:end] and image[end + 4 :] == expected[end + 4 :]
+    return STALE
+
+
+def rounds(job):
+    program, locked, count = job
+    ended = Counter()
+    with tempfile.TemporaryDirectory() as directory:
+        board = Board(Path(directory) / "board", program, V2)
+        lock = ["flock", board.path] if locked else []
+        for _ in range(count):
+            board.image = V2
+            ended[verdict(board, at_once(board, lock))] += 1
+    return ended
+
+
+def run(program, locked):
+    with ThreadPoolExecutor(4) as pool:
+        return sum(pool.map(rounds, [(program, locked, ROUNDS // 4)] * 4), Counter())
