@@ -1,0 +1,79 @@
+#pragma once
+
+#include "TemporaryDevice.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+struct Field
+{
+    size_t first = 0;
+    size_t length = 0; // 0: the version does not have it
+};
+
+struct Fields
+{
+    std::array<Field, 6> macs;
+    std::array<Field, 2> dates;
+    Field type, hardwareRev, pcbRev, pcbSerial, serial, entityId, modelId;
+    std::array<Field, 8> calibrations;
+    Field ari;
+    Field crc;
+};
+
+// What a board has to show and how its part has to change, worked out from the bytes of the part
+// alone. Knows nothing of the product's code.
+class ExpectedBoard
+{
+public:
+    enum class Written
+    {
+        kDone, // also where the value is refused
+        kTooShort,
+    };
+
+    explicit ExpectedBoard(const Bytes& partContents);
+
+    bool IsLoadable() const;
+    bool IsIntact() const;
+    size_t Size() const; // of a part of the record's version
+
+    // Of the element with this option.
+    std::string Display(const std::string& option) const;
+    std::string DisplayMessages(const std::string& option) const;
+    Written Write(const std::string& option, const std::string& value);
+
+    std::string Dump() const;
+    std::string DumpMessages() const;
+
+    void Format(const Bytes& formatted);
+    void Erase();
+    void StoreCrc();
+
+    const Bytes& Contents() const
+    {
+        return contents;
+    }
+
+private:
+    uint64_t Number(const Field& field) const;
+    uint64_t Number(const Field& field, uint64_t failureValue) const;
+    std::string Hex(const Field& field, uint64_t failureValue) const;
+    std::string Mac(size_t index) const;
+    std::string UsbMac(size_t index, const char* fallback) const;
+    std::string Date(size_t index) const;
+    std::string Text(const Field& field, const char* failureValue) const;
+    std::string Calibration(size_t index) const;
+    std::string DumpHead() const;
+    bool IsReadable(const Field& field) const;
+    std::string GuardedDisplay(const std::string& option) const;
+    const Field* TextField(const std::string& option) const;
+    void Store(const Field& field, Bytes bytes);
+    Written WriteDate(const Field& field, const std::string& value);
+
+    Bytes contents;
+    bool isVersion1;
+    Fields fields;
+};
