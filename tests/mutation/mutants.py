@@ -1,0 +1,169 @@
+"""Breaks the product's code on purpose, in many small ways, and counts what the tests miss.
+
+usage: mutants.py [--every N] [FILE...]     all sources, or the given ones; every N-th change only
+
+A change that the tests miss must be listed in equivalent.txt with the reason why it changes nothing
+that can be observed.
+"""
+
+import argparse
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+from queue import Queue
+
+ROOT = Path(__file__).resolve().parents[2]
+EQUIVALENT = Path(__file__).with_name("equivalent.txt")
+WORKERS = 2
+
+# What is looked for in a line, and what is put in its place.
+CHANGES = [
+    (r"==", "!="),
+    (r"!=", "=="),
+    (r"(?<![<-])<(?![<=]) ", "<= "),
+    (r"(?<![->])>(?![>=]) ", ">= "),
+    (r"<= ", "< "),
+    (r">= ", "> "),
+    (r"&&", "||"),
+    (r"\|\|", "&&"),
+    (r"\btrue\b", "false"),
+    (r"\bfalse\b", "true"),
+    (r" \+ ", " - "),
+    (r"\+= ", "-= "),
+    (r"return -1;", "return 0;"),
+    (r"return 0;", "return -1;"),
+    (r"(?<![\w.\"])\d+(?=[,;)}\] ])", lambda number: str(int(number[0]) + 1)),
+    (r"0x[0-9A-Fa-f]+", lambda number: hex(int(number[0], 16) ^ 1)),
+    (r'"([^"\\]+)"', lambda text: f'"{text[1][:-1]}~"'),
+    (r"^    +[\w.:]+(->\w+)?\(.*\);$", ";"),  # a call is dropped
+    (r"^    +return; *$", ";"),
+]
+
+IGNORED = re.compile(r"^\s*(#|//|static_assert|namespace|using|case|template)|NOLINT|// clang-format")
+
+PROGRAM_TESTS = [
+    "command_line",
+    "reads",
+    "whole_record",
+    "failures",
+    "device_operations",
+    "device_faults",
+    "writes",
+    "board_test",
+]
+
+
+def mutants(path):
+    lines = (ROOT / path).read_text().splitlines()
+    for number, line in enumerate(lines):
+        code = line.split(" // ")[0]
+        if IGNORED.search(line):
+            continue
+        for pattern, replacement in CHANGES:
+            for match in re.finditer(pattern, code):
+                put = replacement(match) if callable(replacement) else replacement
+                yield path, number, line.strip(), code[: match.start()] + put + code[match.end() :]
+
+
+def test_commands(path, build):
+    pytest = ["/usr/bin/python3", "-B", "-m", "pytest", "-x", "-q", "-p", "no:cacheprovider"]
+    pytest.append(f"--programs={build}")
+    menu = [[*pytest, "tests/program/test_menu.py"]]
+    if "MenuScreen" in path or "MessageWatch" in path:
+        return menu
+    return [
+        [build / "tests/unit-tests", "--gtest_brief=1"],
+        ["umockdev-wrapper", build / "tests/instance-test", "--gtest_brief=1"],
+        [*pytest, *(f"tests/program/test_{name}.py" for name in PROGRAM_TESTS)],
+        *menu,
+    ]
+
+
+class Tree:
+    """A copy of the sources with a build of its own."""
+
+    def __init__(self, directory):
+        self.root = Path(directory)
+        files = subprocess.run(
+            ["git", "ls-files", "-z"], cwd=ROOT, capture_output=True, check=True
+        ).stdout.decode()
+        for name in filter(None, files.split("\0")):
+            (self.root / name).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(ROOT / name, self.root / name)
+        self.build = self.root / "build/dev"
+        self.run(["cmake", "--preset", "dev", "-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF"])
+        assert self.compiles()
+
+    def run(self, command):
+        try:
+            return subprocess.run(command, cwd=self.root, capture_output=True, timeout=180).returncode
+        except subprocess.TimeoutExpired:
+            return "hangs"
+
+    def compiles(self):
+        return self.run(["cmake", "--build", self.build, "-j1"]) == 0
+
+    def verdict(self, mutant):
+        path, number, _, new = mutant
+        original = (self.root / path).read_text()
+        lines = original.splitlines()
+        lines[number] = new
+        (self.root / path).write_text("\n".join(lines) + "\n")
+        try:
+            if not self.compiles():
+                return "does not compile"
+            for command in test_commands(path, self.build):
+                if self.run(command) != 0:
+                    return "found"
+            return "missed"
+        finally:
+            (self.root / path).write_text(original)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--every", type=int, default=1)
+    parser.add_argument("files", nargs="*")
+    options = parser.parse_args()
+    tracked = subprocess.run(
+        ["git", "ls-files", "boardsupport/*.cpp", "boardsupport/BigEndian.h", "tool/*.cpp"],
+        cwd=ROOT,
+        capture_output=True,
+        check=True,
+    )
+    files = options.files or tracked.stdout.decode().split()
+    chosen = [mutant for path in files for mutant in mutants(path)][:: options.every]
+    equivalent = EQUIVALENT.read_text().splitlines()
+
+    trees = Queue()
+    count = {}
+    missed = []
+    with tempfile.TemporaryDirectory() as directory, ThreadPoolExecutor(WORKERS) as pool:
+        for number in range(WORKERS):
+            trees.put(Tree(f"{directory}/{number}"))
+
+        def judge(mutant):
+            tree = trees.get()
+            try:
+                return mutant, tree.verdict(mutant)
+            finally:
+                trees.put(tree)
+
+        for (path, number, old, new), verdict in pool.map(judge, chosen):
+            name = f"{path}: {old} -> {new.strip()}"
+            if verdict == "missed" and any(line.startswith(name) for line in equivalent):
+                verdict = "equivalent"
+            count[verdict] = count.get(verdict, 0) + 1
+            if verdict == "missed":
+                missed.append(name)
+                print(f"missed: {path}:{number + 1}: {old} -> {new.strip()}", flush=True)
+    print(f"{len(chosen)} changes: {count}")
+    return 1 if missed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
