@@ -78,6 +78,18 @@ TEST_F(Open, ReturnsTheDescriptorOfTheDeviceForReadingAndWriting)
     EXPECT_EQ(fcntl(fd, F_GETFL) & (O_ACCMODE | O_APPEND | O_NONBLOCK), O_RDWR);
 }
 
+TEST_F(Open, AsDescriptorZeroIsNoFailure)
+{
+    const int standardInput = dup(0);
+    close(0);
+    TestEeprom other;
+    other.SetPath(device.Path());
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { other.Open(); }), "(no exception)");
+    EXPECT_EQ(other.fd, 0);
+    dup2(standardInput, 0);
+    close(standardInput);
+}
+
 TEST(OpenFailure, OfAMissingPathThrowsTheSystemsTextBehindASingleColonAndLeavesMinusOne)
 {
     TestEeprom eeprom;
