@@ -101,7 +101,7 @@ def expected_output(outcome, healthy):
 
 def sweep(job):
     """All rounds of one command with one fault in one kind of call, and how they ended."""
-    program, contents, (group, arguments, action), call, kind, in_a_row = job
+    program, contents, (_, arguments, action), call, kind, in_a_row = job
     ended = Counter()
     with tempfile.TemporaryDirectory() as directory:
         board = Board(Path(directory) / "board", program, contents)
@@ -115,12 +115,12 @@ def sweep(job):
             wanted = (outcome.status, *expected_output(outcome, healthy))
             assert result == wanted, f"{arguments} {fault}: {result} instead of {wanted}"
             assert board.image == outcome.image, f"{arguments} {fault}: the image differs"
-            ended[verdict(outcome, group)] += 1
+            ended[verdict(outcome)] += 1
             number += 1
     return kind, ended
 
 
-def verdict(outcome, group):
+def verdict(outcome):
     if outcome.status == 0:
         return "told by erase" if outcome.error else "completed"
     return "failed and told" if outcome.status == 1 else "stopped by assertion"
