@@ -221,6 +221,21 @@ def test_closed_standard_descriptors_never_let_output_into_the_device(
         assert result == (status, out, err)
 
 
+@pytest.mark.parametrize("closed", ["", "<&- >&- 2>&-"], ids=["none closed", "all closed"])
+def test_the_device_never_gets_the_number_of_a_standard_descriptor(make_board, closed):
+    board = make_board(V2)
+    log = board.directory / "strace.log"
+    line = " ".join(["exec", *board.command("-r", "--version"), closed])
+    command = ["strace", "-o", log, "-e", "trace=openat", "sh", "-c", line]
+    environment = {**board.environment(), "ASAN_OPTIONS": "detect_leaks=0"}
+    subprocess.run(command, env=environment, stdout=subprocess.PIPE, check=False)
+    opened = [line for line in log.read_text().splitlines() if "O_RDWR)" in line]
+    assert str(board.path) in opened[-1]
+    assert int(opened[-1].split("=")[1]) > 2
+    # Those that are open are left alone.
+    assert any('"/dev/null"' in line for line in opened) == bool(closed)
+
+
 def test_without_dev_null_a_closed_standard_descriptor_ends_the_program(make_board):
     board = make_board(V2)
     null = ["strace", "-o", board.directory / "strace.log", "-P", "/dev/null"]
