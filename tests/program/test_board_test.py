@@ -1,5 +1,6 @@
 """The board test front end."""
 
+import os
 import subprocess
 
 import pytest
@@ -120,3 +121,11 @@ def test_an_interrupted_pause_is_continued(board_test):
     lines = first_lines(board, 2, ["strace", "-o", log, "-e", "trace=clock_nanosleep", "-e", inject])
     assert lines == [b"loop:10000\n", b"loop:9999\n"]
     assert len(log.read_text().split("INJECTED")) == 4
+
+
+@pytest.mark.parametrize("closed", [0, 1, 2])
+def test_a_closed_standard_descriptor_never_lets_output_into_the_device(board_test, closed):
+    contents = records.damaged(V2)
+    board = board_test(contents)
+    assert board.run("1", preexec_fn=lambda: os.close(closed)).status == 0
+    assert board.image == contents
