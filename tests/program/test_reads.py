@@ -72,10 +72,9 @@ def test_reads_of_an_invalid_record_report_it_and_print_their_failure_value(make
 
 
 def test_a_damaged_crc_is_found_as_well_as_a_damaged_field(make_board):
-    for position in (0x00 + 2, 100, 178, 179, 182):
-        contents = records.patched(V2, position, bytes([V2[position] ^ 0x80]))
-        board = make_board(contents) if position == 2 else board
-        board.image = contents
+    board = make_board(V2)
+    for position in (2, 100, 178, 179, 182):
+        board.image = records.patched(V2, position, bytes([V2[position] ^ 0x80]))
         assert board.run("-r", "--mac1").err == b"CRC invalid\n", position
 
 
