@@ -3,7 +3,8 @@
 usage: mutants.py [--every N] [FILE...]     all sources, or the given ones; every N-th change only
 
 A change that the tests miss must be listed in equivalent.txt with the reason why it changes nothing
-that can be observed.
+that can be observed. A change whose tests take too long counts as noticed, but is printed: on a busy
+machine it may be the machine that was slow.
 """
 
 import argparse
@@ -122,8 +123,9 @@ class Tree:
             if not self.compiles():
                 return "does not compile"
             for seconds, command in test_commands(path, self.build):
-                if self.run(command, seconds) != 0:
-                    return "found"
+                status = self.run(command, seconds)
+                if status != 0:
+                    return "hangs" if status == "hangs" else "found"
             return "missed"
         finally:
             (self.root / path).write_text(original)
@@ -166,7 +168,8 @@ def main():
             count[verdict] = count.get(verdict, 0) + 1
             if verdict == "missed":
                 missed.append(name)
-                print(f"missed: {path}:{number + 1}: {old} -> {new.strip()}", flush=True)
+            if verdict in ("missed", "hangs"):
+                print(f"{verdict}: {path}:{number + 1}: {old} -> {new.strip()}", flush=True)
     print(f"{len(chosen)} changes: {count}")
     return 1 if missed else 0
 

@@ -119,6 +119,24 @@ TEST(EepromDestructor, LeavesDescriptorZeroOpen)
     EXPECT_NE(fcntl(0, F_GETFD), -1);
 }
 
+TEST_F(Open, AsDescriptorOneIsClosedByReopenAndDestructor)
+{
+    const int standardOutput = dup(1);
+    const size_t before = OpenDescriptors();
+    close(1);
+    {
+        TestEeprom other;
+        other.SetPath(device.Path());
+        other.size = 1;
+        EXPECT_EQ(other.Open(), 1);
+        other.Reopen();
+        EXPECT_EQ(other.fd, 1);
+    }
+    EXPECT_EQ(OpenDescriptors(), before - 1);
+    dup2(standardOutput, 1);
+    close(standardOutput);
+}
+
 TEST_F(Reopen, ClosesTheDescriptorOpensThePathAgainAndReloadsTheMirror)
 {
     const size_t before = OpenDescriptors();
