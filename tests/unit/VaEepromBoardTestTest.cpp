@@ -4,12 +4,9 @@
 #include "MessageOf.h"
 #include "TestRecord.h"
 
-#include <csignal>
-#include <cstdio>
+#include <ctime>
 #include <gtest/gtest.h>
 #include <iostream>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
@@ -20,7 +17,37 @@ std::string OutputOf(const TestRecord& record, int32_t submode)
     return testing::internal::GetCapturedStdout();
 }
 
+struct Interrupted
+{
+};
+
+// What the board test asked to sleep, in nanoseconds; the third call ends its run.
+std::vector<long> pauses;
+bool interruptsPauses = false;
+
+void ExpectInterrupted(const TestRecord& record)
+{
+    pauses.clear();
+    interruptsPauses = true;
+    EXPECT_THROW(record.RunI2cSubmode(2), Interrupted);
+    interruptsPauses = false;
+}
+
 } // namespace
+
+// In place of the system's: each pause is interrupted when 400 microseconds of it are left.
+extern "C" int nanosleep(const timespec* wanted, timespec* left)
+{
+    if (!interruptsPauses)
+        return clock_nanosleep(CLOCK_MONOTONIC, 0, wanted, left) == 0 ? 0 : -1;
+    pauses.push_back(wanted->tv_sec * 1000000000 + wanted->tv_nsec);
+    if (pauses.size() == 3)
+        throw Interrupted();
+    if (wanted->tv_nsec <= 400000)
+        return 0;
+    *left = {0, 400000};
+    return -1;
+}
 
 TEST(BoardTest, Submode0ListsTheSubmodes)
 {
@@ -42,21 +69,19 @@ TEST(BoardTest, UnknownSubmodesThrowAndPrintNothing)
 TEST(BoardTest, CountsInDecimalBehindADumpToo)
 {
     const RecordOnDevice part(Version2Part());
-    const TemporaryDevice output({});
     OutputOf(part.record, 1);
 
-    // The run would take ten seconds: it goes on in a child only until its first line is there.
-    const pid_t child = fork();
-    ASSERT_NE(child, -1);
-    if (child == 0) {
-        if (freopen(output.Path().c_str(), "w", stdout) != nullptr)
-            part.record.RunI2cSubmode(2);
-        _exit(1);
-    }
-    for (int waited = 0; output.Contents().size() < 11 && waited < 10000; ++waited)
-        usleep(1000);
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    EXPECT_EQ(output.Contents(0, 11), BytesOf("loop:10000\n"));
+    testing::internal::CaptureStdout();
+    ExpectInterrupted(part.record);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "loop:10000\nloop:9999\n");
     std::cout << std::dec;
+}
+
+TEST(BoardTest, GoesOnWithTheRestOfAPauseThatASignalInterrupts)
+{
+    const RecordOnDevice part(Version2Part());
+    testing::internal::CaptureStdout();
+    ExpectInterrupted(part.record);
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(pauses, (std::vector<long>{1000000, 400000, 1000000}));
 }
