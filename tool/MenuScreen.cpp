@@ -7,6 +7,7 @@
 #include <curses.h>
 #include <memory>
 #include <menu.h>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -75,7 +76,7 @@ public:
           item(new_item(entry.name.c_str(), description.data()))
     {
         if (!item)
-            throw std::runtime_error("Error making the menu's items");
+            throw std::bad_alloc();
         if (!entry.selectable)
             item_opts_off(item.get(), O_SELECTABLE);
     }
@@ -226,7 +227,7 @@ void Screen::MakeMenu()
 
     menu.reset(new_menu(items.data()));
     if (!menu)
-        throw std::runtime_error("Error making the menu");
+        throw std::bad_alloc();
     valueColumn = LongestValue();
     set_menu_mark(menu.get(), "-->");
     set_menu_format(menu.get(), rows - kRowsAroundMenu, 1);
@@ -237,7 +238,7 @@ void Screen::MakeWindow()
 {
     WINDOW* made = derwin(stdscr, rows - kRowsAroundMenu, kMenuWidth, kMenuTop, kMenuLeft);
     if (made == nullptr)
-        throw std::runtime_error("Error making the menu's window");
+        throw std::bad_alloc();
     wbkgdset(made, colours(kNormalPair)); // which the menu is erased with
     set_menu_sub(menu.get(), made);
     window.reset(made);
