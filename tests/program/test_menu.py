@@ -418,6 +418,16 @@ def test_a_value_longer_than_all_at_the_start_keeps_to_its_line(make_board):
     terminal.expect(screen_of(values_of(repaired), "SerialNumber"))
 
 
+def test_the_value_column_stays_as_wide_when_the_longest_value_is_shortened(make_board):
+    contents = records.with_field(V2, "--pcb_ser_num", b"p" * 36)
+    terminal = Terminal(make_board(contents))
+    terminal.go_to("PCB SerialNumber")
+    terminal.edit(b"p")
+    terminal.press(ENTER)
+    shortened = records.with_field(V2, "--pcb_ser_num", b"p")
+    terminal.expect(screen_of(values_of(shortened), "PCB SerialNumber", column=36))
+
+
 def test_a_value_that_grows_on_a_scrolled_list_keeps_the_current_entry(make_board):
     size = (9, 80)
     contents = records.damaged(records.with_field(V2, "--pcb_ser_num", b"p" * 36))
@@ -596,6 +606,13 @@ def test_end_gives_the_terminal_back_with_status_0(make_board):
     assert board.image == V2
 
 
+def test_return_is_enter_on_a_terminal_that_does_not_translate_it(make_board):
+    terminal = Terminal(make_board(V2), shell="stty -icrnl; MENU")
+    terminal.go_to("END")
+    terminal.press(ENTER)
+    assert terminal.wait_for_end() == 0
+
+
 def test_f1_leaves_the_screen_up_with_status_0(make_board):
     board = make_board(V2)
     terminal = Terminal(board, shell="MENU; status=$?; read line; exit $status")
@@ -734,6 +751,13 @@ def test_the_list_comes_back_as_soon_as_there_is_room_for_it(make_board):
     assert terminal.row(19) == "    END"
     terminal.resize(24, 79)
     terminal.expect(screen_of(values, "Erase", size=(24, 79)))
+
+
+def test_the_narrowest_terminal_with_room_for_the_list_has_it_again(make_board):
+    terminal = Terminal(make_board(V2))
+    terminal.resize(24, 30)
+    terminal.resize(24, 71)
+    terminal.expect(screen_of(values_of(V2), "FormatVersion", size=(24, 71)))
 
 
 def test_a_tiny_terminal_keeps_the_menu_running_until_there_is_room(make_board):
