@@ -157,9 +157,3 @@ def test_the_demo_opens_the_menu_where_it_is_asked_to(make_board):
     terminal.go_to("END")
     terminal.press(ENTER)
     assert terminal.wait_for_end() == 0
-
-
-def test_the_picture_of_the_menu_shows_todays_screen(tmp_path):
-    picture = tmp_path / "menu.svg"
-    subprocess.run([ROOT / "script/menu-picture", picture], check=True)
-    assert picture.read_text() == (ROOT / "docs/menu.svg").read_text()
