@@ -6,11 +6,13 @@ from pathlib import Path
 
 import pytest
 import records
+from conftest import Board, short_form
 
 ROOT = Path(__file__).parents[2]
 DOCS = ROOT / "docs"
 
 SCRIPTS = {
+    "script/diagrams": ["layers.svg", "write-sequence.svg"],
     "script/menu-picture": ["menu.svg"],
     "script/record-picture": ["record.svg"],
 }
@@ -19,7 +21,8 @@ SCRIPTS = {
 @pytest.mark.parametrize("script", SCRIPTS)
 def test_a_script_draws_its_pictures_as_they_are(tmp_path, script):
     pictures = SCRIPTS[script]
-    subprocess.run([ROOT / script, tmp_path / pictures[0]], check=True)
+    target = tmp_path if script == "script/diagrams" else tmp_path / pictures[0]
+    subprocess.run([ROOT / script, target], check=True)
     for picture in pictures:
         assert (tmp_path / picture).read_text() == (DOCS / picture).read_text()
 
@@ -67,4 +70,65 @@ def test_the_map_of_the_record_has_each_field_as_it_is_written(make_board, versi
             if version == 1
             else {143 + 4 * i: (4, f"AioCalibration {i}") for i in range(8)}
         ),
+    }
+
+
+def sequence():
+    """The device calls of docs/write-sequence.msc, each with the functions that lead to it."""
+    functions = []
+    arcs = r'\w+ (?:=>|box) (\w+) \[label = "((?:[^"\\]|\\.)*)"'
+    for target, label in re.findall(arcs, (DOCS / "write-sequence.msc").read_text()):
+        if function := re.match(r"(~?\w+)\(", label):
+            functions.append(function[1])
+        elif target == "file" and re.fullmatch(r"[a-z]+( \d+)?(, [a-z]+ \d+)*", label):
+            yield from ((call, functions) for call in label.split(", "))
+            functions = []
+
+
+def calls_with_callers(board, *arguments):
+    """The device calls of a run, each with the functions that lead to it, the outermost first."""
+    result, lines = board.strace(["-k"], arguments)
+    assert (result.status, result.err) == (0, b"")
+    calls = []
+    for line in lines:
+        if function := re.search(r" > .*?\((?:\w+::)*(~?\w+)\([^{]*\+0x", line):
+            calls[-1][1].insert(0, function[1])
+        elif not line.startswith((" > ", "+++")):
+            calls.append((short_form(line), []))
+    return calls
+
+
+def test_the_write_sequence_is_that_of_a_run(tmp_path):
+    # Not of the build under test: an optimised one has functions that the stack does not show.
+    subprocess.run([ROOT / "script/build", "dev", "kestrel"], check=True)
+    board = Board(tmp_path / "board", ROOT / "build/dev/kestrel", records.formatted(2))
+    run = calls_with_callers(board, "-w", "--pcb_rev", "001")
+    drawn = list(sequence())
+    assert [call for call, _ in drawn] == [call for call, _ in run]
+    for (call, functions), (_, stack) in zip(drawn, run):
+        assert [function for function in stack if function in functions] == functions, call
+
+
+def includes():
+    """(name, name) of all sources: the first one's files include the second one's header."""
+    for folder in ("tool", "boardsupport"):
+        for source in (ROOT / folder).iterdir():
+            for header in re.findall(r'^#include "(\w+)\.h"', source.read_text(), re.MULTILINE):
+                yield source.stem, header
+
+
+def test_the_layers_include_each_other_as_drawn():
+    plain = subprocess.check_output(["dot", "-Tplain", DOCS / "layers.dot"], text=True)
+    lines = [line.split() for line in plain.splitlines()]
+    nodes = {line[1] for line in lines if line[0] == "node"} - {"file"}
+    edges = {(line[1], line[2]) for line in lines if line[0] == "edge"}
+
+    def node_of(stem):
+        """VaEepromReads.cpp is of VaEeprom, say."""
+        return next((n for n in nodes if re.fullmatch(n + r"([A-Z]\w*)?", stem)), None)
+
+    assert edges - {("DescriptorIo", "file")} == {
+        (node_of(stem), header)
+        for stem, header in includes()
+        if node_of(stem) and header in nodes and node_of(stem) != header
     }
