@@ -86,6 +86,13 @@ def test_the_recipe_with_a_lock_waits_for_the_other_writer(make_board):
     assert board.image == records.with_field(V2, "--ser_num", b"SN-0000004711")
 
 
+@pytest.mark.parametrize("document", ["README.md", "CONTRIBUTING.md", "docs/architecture.md"])
+def test_the_links_of_a_document_lead_to_files(document):
+    path = ROOT / document
+    links = re.findall(r"\]\(([^)#]+)[^)]*\)", path.read_text())
+    assert links and all((path.parent / link).is_file() for link in links), links
+
+
 def virtual_board(*arguments):
     return subprocess.run(
         [ROOT / "script/virtual-board", *arguments],
