@@ -39,6 +39,15 @@ def test_there_are_three_pages():
     assert PAGES == ["kestrel-boardtest.1", "kestrel-record.5", "kestrel.1"]
 
 
+def test_the_pages_are_installed_in_their_sections(request, tmp_path):
+    build = request.config.getoption("--programs")
+    command = ["cmake", "--install", build, "--prefix", tmp_path]
+    subprocess.run(command, stdout=subprocess.PIPE, check=True)
+    for page in PAGES:
+        installed = tmp_path / f"share/man/man{page[-1]}" / page
+        assert installed.read_bytes() == (MAN / page).read_bytes()
+
+
 @EACH_PAGE
 def test_mandoc_finds_nothing(page):
     command = ["mandoc", "-T", "lint", "-W", "style", MAN / page]

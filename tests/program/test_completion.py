@@ -1,0 +1,255 @@
+"""The completion for bash and zsh: what it offers, and that it never completes a value."""
+
+import os
+import re
+import subprocess
+import time
+
+import elements
+import pexpect
+import pytest
+import records
+
+TIMEOUT = 20  # seconds, for what takes milliseconds
+
+TAB = "\t"
+ALL_AT_ONCE = "\x1b*"  # bash: puts all candidates on the line
+ERASING = {"--erase", "--format_v1", "--format_v2"}
+
+START = {
+    "bash": [
+        ". /usr/share/bash-completion/bash_completion",
+        """bind -x '"\\C-xd": printf "%s\\n" "$READLINE_LINE" >line'""",
+    ],
+    "zsh": [
+        "fpath=($PREFIX/share/zsh/*-* $fpath)",
+        "autoload -Uz compinit && compinit -u -D",
+        """show() { print -r -- "$BUFFER" >line }; zle -N show; bindkey '^Xd' show""",
+    ],
+}
+COMMANDS = {"bash": ["bash", "--norc", "--noprofile", "-i"], "zsh": ["zsh", "-f", "-i"]}
+LIST = {"bash": "\x1b?", "zsh": "\x04"}
+
+
+class Shell:
+    """An interactive shell that has found the completion where it is installed."""
+
+    def __init__(self, name, prefix, directory):
+        self.list_key = LIST[name]
+        self.line_file = directory / "line"
+        self.was_run = directory / "was-run"
+        programs = directory / "bin"
+        programs.mkdir()
+        for program in ("kestrel", "kestrel-boardtest"):
+            (programs / program).write_text(f"#!/bin/sh\ntouch {self.was_run}\n")
+            (programs / program).chmod(0o755)
+        self.child = pexpect.spawn(
+            COMMANDS[name][0],
+            COMMANDS[name][1:],
+            cwd=directory,
+            env={
+                "HOME": str(directory),
+                "PATH": f"{programs}:{os.environ['PATH']}",
+                "PREFIX": str(prefix),
+                "PS1": "> ",
+                "TERM": "screen-256color",
+                "XDG_DATA_DIRS": f"{prefix}/share",
+            },
+            dimensions=(60, 160),
+            encoding="utf-8",
+            timeout=TIMEOUT,
+        )
+        self.child.delaybeforesend = None
+        self.child.expect_exact("> ")
+        for line in START[name]:
+            self.enter(line)
+
+    def close(self):
+        self.child.close(force=True)
+        assert not self.was_run.exists(), "the completion has run the program"
+
+    def enter(self, line):
+        self.child.send("\x15" + line + "; echo do''ne\r")
+        self.child.expect_exact("done\r\n")
+
+    def press(self, keys):
+        """Types keys on an empty line; the line that comes of it, and what appears on the screen."""
+        self.line_file.unlink(missing_ok=True)
+        self.child.send("\x15" + keys + "\x18d")
+        output = ""
+        deadline = time.monotonic() + TIMEOUT
+        while not (self.line_file.exists() and self.line_file.read_text().endswith("\n")):
+            assert time.monotonic() < deadline, output
+            output += self.read()
+        while more := self.read():
+            output += more
+        return self.line_file.read_text()[:-1], re.sub(r"\x1b[^a-zA-Z]*[a-zA-Z]", " ", output)
+
+    def read(self):
+        try:
+            return self.child.read_nonblocking(65536, 0.05)
+        except pexpect.TIMEOUT:
+            return ""
+
+    def line(self, keys):
+        return self.press(keys)[0]
+
+    def listed(self, line):
+        """What the shell lists behind the line, which must stay as it is."""
+        after, output = self.press(line + self.list_key)
+        assert after == line
+        return output
+
+    def form(self, line):
+        """The form listed for the value that the line ends with."""
+        shown = {text.strip(" <>\r") for text in self.listed(line).splitlines()}
+        [form] = {text for text in shown if text and "kestrel" not in text}
+        return form
+
+    def offered(self, line):
+        """The words listed behind the line, which has to end with none of them."""
+        return {*re.findall(r"(?<!\S)(?:--?[a-z]\w*|\d)(?!\S)", self.listed(line))} - {*line.split()}
+
+
+@pytest.fixture(scope="module")
+def prefix(request, tmp_path_factory):
+    """Where the build is installed."""
+    directory = tmp_path_factory.mktemp("installed")
+    build = request.config.getoption("--programs")
+    command = ["cmake", "--install", build, "--prefix", directory]
+    subprocess.run(command, stdout=subprocess.PIPE, check=True)
+    return directory
+
+
+@pytest.fixture(scope="module", params=["bash", "zsh"])
+def shell(request, prefix, tmp_path_factory):
+    shell = Shell(request.param, prefix, tmp_path_factory.mktemp(request.param))
+    yield shell
+    shell.close()
+
+
+@pytest.fixture
+def bash(prefix, tmp_path):
+    shell = Shell("bash", prefix, tmp_path)
+    yield shell
+    shell.close()
+
+
+def test_the_table_of_elements_is_read_to_its_end():
+    source = (elements.ROOT / "tool/MenuEntryTable.cpp").read_text()
+    table = source[source.index("void initMenu()") :]
+    entries = len(re.findall(r"^    append", table, re.MULTILINE))
+    found = [*elements.READ_ONLY, *elements.WRITABLE, *elements.COMMANDS]
+    assert len(found) == entries - 1  # all but the last, which has no option
+    assert len(elements.SPECIAL) == 5
+
+
+def test_the_first_word_is_a_mode_or_a_special_word(shell):
+    assert shell.offered("kestrel ") == {"-r", "-w", *elements.SPECIAL}
+
+
+def test_every_element_can_be_read(shell):
+    assert shell.offered("kestrel -r ") == {*elements.WRITABLE, *elements.READ_ONLY}
+
+
+def test_the_elements_that_are_not_read_only_can_be_written(shell):
+    assert shell.offered("kestrel -w ") == {*elements.WRITABLE}
+
+
+def test_the_board_test_has_three_submodes(shell):
+    assert shell.offered("kestrel-boardtest ") == {"0", "1", "2"}
+
+
+@pytest.mark.parametrize(
+    "typed, line",
+    [
+        ("kestrel --he", "kestrel --help "),
+        ("kestrel --form", "kestrel --format_v"),
+        ("kestrel -r --val", "kestrel -r --valid "),
+        ("kestrel -w --ser_", "kestrel -w --ser_num "),
+        ("kestrel -w --m", "kestrel -w --mac"),
+        ("kestrel -w --crc", "kestrel -w --crc"),
+        ("kestrel -r --mac0", "kestrel -r --mac0"),
+        ("kestrel --mac1", "kestrel --mac1"),
+    ],
+)
+def test_tab_completes_what_was_begun(shell, typed, line):
+    assert shell.line(typed + TAB) == line
+
+
+@pytest.mark.parametrize(
+    "line",
+    [
+        "kestrel -r --mac1 ",
+        "kestrel -w --crc ",
+        "kestrel -w --mac1 02:a5:5e:00:00:01 ",
+        "kestrel -w --ser_num 1 ",
+        "kestrel --raw ",
+        "kestrel --raw --",
+        "kestrel --erase -",
+        "kestrel foo ",
+        "kestrel --mac1 ",
+        "kestrel-boardtest 1 ",
+    ],
+)
+def test_behind_a_whole_command_nothing_is_offered(shell, line):
+    assert shell.offered(line) == set()
+    assert shell.line(line + TAB * 3) == line
+
+
+BEGUN = {
+    "--mac1": ["02", "02:", "02:a5:5e:00:00:0"],
+    "--productiondate": ['"', '"2026-11-15 ', '"2026-11-15 10:'],
+    "--type": ["0x"],
+    "--hardware_rev": ["0"],
+    "--ser_num": ["--", "-", "l"],
+}
+
+
+@pytest.mark.parametrize("option", elements.WRITABLE)
+def test_of_a_value_the_form_is_shown_and_the_line_left_alone(shell, option):
+    for value in ["", *BEGUN.get(option, [])]:
+        line = f"kestrel -w {option} {value}"
+        assert shell.form(line)
+        assert shell.line(line + TAB * 4) == line
+
+
+def test_the_forms_shown_are_accepted(shell, make_board):
+    board = make_board(records.formatted(2))
+    for option in elements.WRITABLE:
+        form = shell.form(f"kestrel -w {option} ")
+        if example := re.search(r': "?(.*?)"?$', form):
+            values = [example[1]]
+        else:
+            values = ["x" * int(length) for length in re.findall(r"\d\d", form)]
+            too_long = values[-1] + "x"
+            board.write(option, too_long)
+            assert board.read(option) != too_long.encode()
+        for value in values:
+            board.write(option, value)
+            assert board.read(option) == value.encode()
+
+
+def test_pressing_tab_again_and_again_never_gives_what_erases(shell):
+    for times in range(1, 12):
+        assert shell.line("kestrel " + TAB * times) == "kestrel -"
+
+
+def test_bash_in_turn_offers_neither_what_erases_nor_values(bash):
+    bash.enter("bind 'TAB: menu-complete'")
+    found = {bash.line("kestrel " + TAB * times).strip() for times in range(1, 12)}
+    assert {"kestrel -r", "kestrel -w", "kestrel --raw", "kestrel --help"} <= found
+    assert not {line.removeprefix("kestrel ") for line in found} & ERASING
+    for option in elements.WRITABLE:
+        assert bash.line(f"kestrel -w {option} " + TAB * 3) == f"kestrel -w {option} "
+
+
+def test_bash_puts_nothing_on_the_line_all_at_once(bash):
+    for line in ("kestrel ", "kestrel -w ", "kestrel -w --s", "kestrel -w --ser_num "):
+        assert bash.line(line + ALL_AT_ONCE) == line
+
+
+def test_bash_completes_behind_sudo_and_in_a_redirection(bash):
+    assert bash.line("sudo kestrel -w --ser_" + TAB) == "sudo kestrel -w --ser_num "
+    bash.enter("touch record.txt")
+    assert bash.line("kestrel --raw >rec" + TAB) == "kestrel --raw >record.txt "
