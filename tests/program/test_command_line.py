@@ -188,6 +188,24 @@ def test_the_output_of_a_read_to_a_full_disk_is_reported(make_board):
         assert (result.status, result.err) == (1, message), arguments
 
 
+def test_a_line_that_a_terminal_loses_is_reported(make_board):
+    board = make_board(V2)
+    terminal, standard_output = os.openpty()
+    losing = ["strace", "-f", "-o", board.directory / "log", "-P", os.ttyname(standard_output)]
+    losing += ["-e", "inject=write:error=EIO:when=2"]
+    done = subprocess.run(
+        [*losing, *board.command("--help")],
+        env={**board.environment(), "ASAN_OPTIONS": "detect_leaks=0"},
+        stdout=standard_output,
+        stderr=subprocess.PIPE,
+        check=False,
+    )
+    os.close(standard_output)
+    os.close(terminal)
+    assert "(INJECTED)" in (board.directory / "log").read_text()
+    assert (done.returncode, done.stderr) == (1, b"kestrel: Error writing to standard output\n")
+
+
 def test_a_write_prints_nothing_and_so_does_not_mind_a_full_disk(make_board):
     board = make_board(V2)
     with open("/dev/full", "wb") as full:

@@ -186,6 +186,14 @@ def test_up_and_down_move_one_entry_and_stop_at_both_ends(make_board):
     terminal.expect(screen_of(values, "valid"))
 
 
+def test_a_key_redraws_only_what_it_changes(make_board):
+    terminal = Terminal(make_board(V2))
+    terminal.press(DOWN)
+    before = len(terminal.transcript)
+    terminal.press(DOWN)
+    assert 0 < len(terminal.transcript) - before < 300
+
+
 @pytest.mark.parametrize(
     "sent",
     [
