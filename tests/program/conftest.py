@@ -20,8 +20,10 @@ def pytest_addoption(parser):
 class Board:
     """A test bed with one EEPROM, whose image is a plain file.
 
-    A plain file answers differently from the kernel's driver in that it can grow, has no page of
-    its own to fail in, and never times out.
+    A plain file answers differently from the kernel's driver, behind which tests/board runs these
+    tests again: it grows where the driver's write across the end is short and the next one fails
+    with EFBIG; it is emptied by O_TRUNC; root may open it whatever its mode; a failed write has
+    changed nothing; it never times out, and once removed it goes on to take writes.
     """
 
     def __init__(self, directory, program, contents):

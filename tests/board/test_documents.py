@@ -1,0 +1,65 @@
+"""What README.md says of the board, and of script/board, on the board."""
+
+import re
+import subprocess
+
+import pytest
+import records
+from machine import ROOT
+from test_scripts import recipe
+
+V1 = records.formatted(1)
+V2 = records.formatted(2)
+
+
+def transcript(name):
+    """The commands of a transcript in README.md, each with what it printed."""
+    text = (ROOT / "README.md").read_text()
+    block = re.search(rf"<!-- test: {name} -->\n```\n(.*?)```", text, re.DOTALL)[1]
+    return re.findall(r"^board# (.*)\n((?:(?!board# ).*\n)*)", block, re.MULTILINE)
+
+
+def test_the_transcript_shows_what_the_board_prints(machine):
+    machine.do("part none; part 2048")
+    steps = transcript("transcript")
+    assert len(steps) > 5
+    for command, printed in steps:
+        result = machine.run(command + " 2>&1")
+        assert result.out.decode() == printed, command
+
+
+@pytest.mark.parametrize(
+    "name, before, after",
+    [
+        ("blank", records.BLANK_V1, V1),
+        ("damaged", records.damaged(V1), V1),
+        ("damaged", records.damaged(V2), V2),
+        ("read-back", V2, records.with_field(V2, "--ser_num", b"SN-0000004711")),
+    ],
+)
+def test_the_recipes_work_on_the_board(make_board, name, before, after):
+    board = make_board(before)
+    assert board.machine.run("set -eu\n" + recipe(name)).status == 0
+    assert board.image == after
+
+
+def script_board(*arguments):
+    command = [ROOT / "script/board", *arguments]
+    return subprocess.run(command, capture_output=True, check=False, timeout=120)
+
+
+def test_a_command_on_the_board_gives_its_output_its_messages_and_its_status():
+    done = script_board("sh", "-c", "kestrel --format_v2; kestrel -r --mac1; echo \"it's\" >&2; exit 7")
+    assert (done.returncode, done.stdout, done.stderr) == (7, b"02:a5:5e:00:00:00\n", b"it's\n")
+
+
+def test_a_board_that_goes_down_without_an_answer_is_an_error():
+    done = script_board("reboot", "-f")
+    assert (done.returncode, done.stdout) == (2, b"")
+    assert done.stderr.endswith(b"the board has not answered\n")
+
+
+def test_an_unknown_option_is_refused():
+    done = script_board("--fast", "kestrel")
+    assert (done.returncode, done.stdout) == (2, b"")
+    assert done.stderr.startswith(b"Boots a virtual board")
