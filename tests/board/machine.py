@@ -190,7 +190,6 @@ def make_board(machine):
 
 
 def pytest_collection_modifyitems(config, items):
-    
     left_out = [item for item in items if item.name.split("[")[0] in LEFT_OUT]
     config.hook.pytest_deselected(items=left_out)
     items[:] = [item for item in items if item not in left_out]
