@@ -142,9 +142,24 @@ class Terminal:
             self.wait_until(lambda: not self.child.isalive())
         self.child.close(force=True)
 
+    def wake_ups(self):
+        """How often the program has waited; None if it has ended."""
+        try:
+            status = Path(f"/proc/{self.program()}/status").read_text()
+        except OSError:
+            return None
+        if "\nState:\tZ" in status:
+            return None
+        return status.split("\nvoluntary_ctxt_switches:")[1].split()[0]
+
     def press(self, *keys):
         """Sends keys, and waits for the effect of the last one."""
+        before = self.wake_ups()
         self.child.send(b"".join(keys))
+        # On a busy machine it may take its time until a key gets to the program.
+        deadline = time.monotonic() + TIMEOUT
+        while keys and self.wake_ups() == before is not None and time.monotonic() < deadline:
+            time.sleep(0.001)
         self.settle()
 
     def go_to(self, name, start="FormatVersion"):
