@@ -66,27 +66,29 @@ class Board:
         """Writes a value as a script does; neither output nor message is expected, ever."""
         assert self.run("-w", option, value) == (0, b"", b"")
 
-    def strace(self, options, arguments):
-        """Runs the program under strace, which sees only the calls on the device.
+    def traced(self, tracer, *arguments):
+        """The command under a strace, which sees only the calls on the device."""
+        return [*tracer, "-P", self.path, *self.command(*arguments)]
 
-        Returns the result and strace's lines.
-        """
+    def strace(self, tracer_options, arguments, **options):
+        """Runs the program under strace and returns the result and strace's lines."""
         log = self.directory / "strace.log"
         environment = self.environment()
         # The leak checker of a sanitized build cannot work under a tracer.
         environment["ASAN_OPTIONS"] = "detect_leaks=0"
         done = subprocess.run(
-            ["strace", "-o", log, "-P", self.path, *options, *self.command(*arguments)],
+            self.traced(["strace", "-o", log, *tracer_options], *arguments),
             env=environment,
             capture_output=True,
             check=False,
             timeout=60,
+            **options,
         )
         return Result(done.returncode, done.stdout, done.stderr), log.read_text().splitlines()
 
-    def operations(self, *arguments):
+    def operations(self, *arguments, **options):
         """The device operations of a successful run, in short: "seek 0", "read 2" and so on."""
-        result, lines = self.strace([], arguments)
+        result, lines = self.strace([], arguments, **options)
         assert (result.status, result.err) == (0, b"")
         return [short_form(line) for line in lines if not line.startswith("+++")]
 

@@ -10,11 +10,13 @@ import struct
 import subprocess
 import termios
 import time
+import zlib
 from collections import namedtuple
 from pathlib import Path
 
 import pexpect
 import pyte
+import records
 
 TIMEOUT = 10  # seconds, for what takes milliseconds
 
@@ -212,6 +214,31 @@ class Terminal:
     def gives_terminal_back(self):
         """Whether the program has told the terminal to leave its screen."""
         return key("rmcup") in self.transcript
+
+
+def values_of(contents):
+    """What the list shows of a valid image, taken from the image alone."""
+    version = records.version_of(contents)
+
+    def field(option):
+        position, length = records.FIELDS[option][version - 1], records.FIELDS[option][version + 1]
+        return contents[position : position + length]
+
+    def date(option):
+        return "%02i%02i-%02i-%02i %02i:%02i:%02i" % tuple(field(option))
+
+    def text(option):
+        return field(option).split(b"\0")[0].decode()
+
+    crc = zlib.crc32(contents[: records.CRC_POSITION[version]])
+    return [
+        str(version),
+        *[field(f"--mac{number}").hex(":") for number in (1, 2, 3, 4)],
+        *[date("--productiondate"), date("--servicedate")],
+        hex(int.from_bytes(field("--type"), "big")),
+        *[text("--hardware_rev"), text("--pcb_rev"), text("--ser_num"), text("--pcb_ser_num")],
+        *[str(crc), "1", "--ERASE ALL--", "--ERASE ALL--", ""],
+    ]
 
 
 def screen_of(values, current, prompt="", first=0, size=(24, 80), column=None, colours=True):

@@ -2,56 +2,9 @@
 
 import pytest
 import records
+from device_operations import FORMAT, VERSION_READ, bring_up, element_write, erasing
 
-CRC_POSITION = records.CRC_POSITION
-SIZE = records.SIZE
 VERSIONS = pytest.mark.parametrize("version", [1, 2])
-
-
-def bring_up(version):
-    return ["open", "seek 0", "read 2", "seek 0", f"read {SIZE[version]}"]
-
-
-def field_write(version, position, length):
-    write = [f"write {length}"] if length else []
-    read = [f"read {length}"] if length else []
-    size = SIZE[version]
-    return [
-        *[f"seek {position}", *write, f"seek {position}", *read],
-        *["seek 0", f"read {size}", f"seek {CRC_POSITION[version]}", "write 4"],
-        *["seek 0", f"read {size}"],
-    ]
-
-
-def cleared_write(version, position, width, length):
-    return field_write(version, position, width) + field_write(version, position, length)
-
-
-def formatting(version, header, positions):
-    """positions: of the fields in the order in which they are written, with their lengths."""
-    operations = field_write(version, 0, header)
-    for field in positions:
-        write = cleared_write if len(field) == 3 else field_write
-        operations += write(version, *field)
-    return operations
-
-
-FORMAT_1 = formatting(
-    1,
-    128,
-    [
-        *[(8, 6), (16, 6), (24, 6), (32, 6), (40, 7), (47, 7), (54, 2), (56, 3), (59, 3)],
-        *[(62, 12, 12), (74, 13, 13), (87, 8), (95, 8)],
-    ],
-)
-FORMAT_2 = formatting(
-    2,
-    255,
-    [
-        *[(8, 6), (16, 6), (24, 6), (32, 6), (56, 7), (63, 7), (70, 2), (72, 3), (75, 3)],
-        *[(78, 36, 12), (114, 13, 13), (127, 8), (135, 8), (40, 6), (48, 6), (175, 4)],
-    ],
-)
 
 
 def operations_behind_bring_up(board, version, *arguments):
@@ -73,13 +26,13 @@ def test_a_read_only_brings_the_record_up(make_board, version, option):
 @VERSIONS
 def test_the_version_is_read_from_the_device_once_more(make_board, version):
     board = make_board(records.formatted(version))
-    assert operations_behind_bring_up(board, version, "-r", "--version") == ["seek 0", "read 2"]
+    assert operations_behind_bring_up(board, version, "-r", "--version") == VERSION_READ
 
 
 @VERSIONS
 def test_the_dump_reads_only_the_version_from_the_device(make_board, version):
     board = make_board(records.formatted(version))
-    assert operations_behind_bring_up(board, version, "--raw") == ["seek 0", "read 2"]
+    assert operations_behind_bring_up(board, version, "--raw") == VERSION_READ
 
 
 @VERSIONS
@@ -105,9 +58,8 @@ def test_help_brings_the_record_up_too(make_board, version):
 )
 def test_a_field_is_written_read_back_and_followed_by_the_crc(make_board, version, option, value):
     board = make_board(records.formatted(version))
-    position, length = records.FIELDS[option][version - 1], records.FIELDS[option][version + 1]
-    assert operations_behind_bring_up(board, version, "-w", option, value) == field_write(
-        version, position, length
+    assert operations_behind_bring_up(board, version, "-w", option, value) == element_write(
+        version, option, records.FIELDS[option][version + 1]
     )
 
 
@@ -116,9 +68,8 @@ def test_a_field_is_written_read_back_and_followed_by_the_crc(make_board, versio
 @pytest.mark.parametrize("value", ["", "1", "123456789012"])
 def test_a_serial_number_is_cleared_and_then_written(make_board, version, option, value):
     board = make_board(records.formatted(version))
-    position, width = records.FIELDS[option][version - 1], records.FIELDS[option][version + 1]
-    assert operations_behind_bring_up(board, version, "-w", option, value) == cleared_write(
-        version, position, width, len(value)
+    assert operations_behind_bring_up(board, version, "-w", option, value) == element_write(
+        version, option, len(value)
     )
 
 
@@ -135,24 +86,21 @@ def test_a_refused_value_does_not_touch_the_device(make_board, version, argument
 @VERSIONS
 def test_erase_writes_the_device_once_and_reads_it_back(make_board, version):
     board = make_board(records.formatted(version))
-    size = SIZE[version]
-    assert operations_behind_bring_up(board, version, "--erase") == [
-        *["seek 0", f"write {size}", "seek 0", f"read {size}"]
-    ]
+    assert operations_behind_bring_up(board, version, "--erase") == erasing(version)
 
 
 def test_format_v1_writes_header_and_fields_in_their_order(make_board):
     board = make_board(records.formatted(1))
-    assert operations_behind_bring_up(board, 1, "--format_v1") == FORMAT_1
+    assert operations_behind_bring_up(board, 1, "--format_v1") == FORMAT[1]
 
 
 def test_format_v2_writes_header_and_fields_in_their_order(make_board):
     board = make_board(records.BLANK_V2)
-    assert operations_behind_bring_up(board, 2, "--format_v2") == FORMAT_2
+    assert operations_behind_bring_up(board, 2, "--format_v2") == FORMAT[2]
 
 
 def test_formatting_the_other_version_uses_the_new_layout_from_the_header_on(make_board):
     board = make_board(records.formatted(2))
-    assert operations_behind_bring_up(board, 2, "--format_v1") == FORMAT_1
+    assert operations_behind_bring_up(board, 2, "--format_v1") == FORMAT[1]
     board.image = records.formatted(1, 2048)
-    assert operations_behind_bring_up(board, 1, "--format_v2") == FORMAT_2
+    assert operations_behind_bring_up(board, 1, "--format_v2") == FORMAT[2]

@@ -6,7 +6,6 @@ import signal
 import subprocess
 import termios
 import time
-import zlib
 
 import pytest
 import records
@@ -23,6 +22,7 @@ from terminal import (
     Terminal,
     key,
     screen_of,
+    values_of,
 )
 
 V1 = records.formatted(1)
@@ -68,31 +68,6 @@ REFUSED = {
     "PCB Rev": "0000",
     "SerialNumber": "12345678901234",
 }
-
-
-def values_of(contents):
-    """What the list shows of a valid image, taken from the image alone."""
-    version = records.version_of(contents)
-
-    def field(option):
-        position, length = records.FIELDS[option][version - 1], records.FIELDS[option][version + 1]
-        return contents[position : position + length]
-
-    def date(option):
-        return "%02i%02i-%02i-%02i %02i:%02i:%02i" % tuple(field(option))
-
-    def text(option):
-        return field(option).split(b"\0")[0].decode()
-
-    crc = zlib.crc32(contents[: records.CRC_POSITION[version]])
-    return [
-        str(version),
-        *[field(f"--mac{number}").hex(":") for number in (1, 2, 3, 4)],
-        *[date("--productiondate"), date("--servicedate")],
-        hex(int.from_bytes(field("--type"), "big")),
-        *[text("--hardware_rev"), text("--pcb_rev"), text("--ser_num"), text("--pcb_ser_num")],
-        *[str(crc), "1", "--ERASE ALL--", "--ERASE ALL--", ""],
-    ]
 
 
 def failure_values(version="2"):
