@@ -12,7 +12,7 @@ ROOT = Path(__file__).parents[2]
 PROGRAM = ROOT / "build/board/kestrel"
 V2 = records.formatted(2)
 
-RESIDENT_KB = 1600
+RESIDENT_KB = 1_600_000 // 1024
 
 
 @pytest.fixture(autouse=True, scope="module")

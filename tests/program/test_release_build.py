@@ -21,7 +21,7 @@ def program(request, emulated):
     """A build for another processor is for boards; any other has the release build made."""
     if emulated:
         return Path(request.config.getoption("--programs")).parent / "kestrel"
-    subprocess.run([ROOT / "script/build", "release"], check=True)
+    subprocess.run([ROOT / "script/build", "release", "kestrel"], check=True)
     return ROOT / "build/release/kestrel"
 
 

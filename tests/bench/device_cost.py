@@ -1,0 +1,79 @@
+"""What each command asks of the device, computed from the record's size, against what it did."""
+
+from collections import namedtuple
+
+import records
+from bench_board import MENU, BenchBoard
+from device_operations import FORMAT, VERSION_READ, bring_up, element_write, erasing
+
+BITS_PER_BYTE = 9  # on an I2C bus: 8 and the acknowledgement
+BUS_HZ = 100_000
+
+Cost = namedtuple("Cost", "calls read written")
+
+VALUES = {
+    **{f"--mac{number}": "02:a5:5e:00:00:01" for number in (1, 2, 3, 4)},
+    "--productiondate": "2026-11-15 10:42:16",
+    "--servicedate": "2026-11-15 10:42:16",
+    "--type": "30",
+    "--hardware_rev": "001",
+    "--pcb_rev": "001",
+    "--pcb_ser_num": "PCB-00004711",
+    "--ser_num": "SN-0000004711",
+}
+
+
+def cost(operations):
+    """The calls on the device, and the bytes that they transfer."""
+    bytes_of = {"read": 0, "write": 0}
+    for operation in operations:
+        verb, *count = operation.split()
+        if verb in bytes_of:
+            bytes_of[verb] += int(count[0])
+    return Cost(len(operations), bytes_of["read"], bytes_of["write"])
+
+
+def written_length(version, option):
+    if option in ("--pcb_ser_num", "--ser_num"):
+        return len(VALUES[option])
+    return records.FIELDS[option][version + 1]
+
+
+def commands(version):
+    """Each command with what it does to the device between bring-up and the end."""
+    for option in [*records.FIELDS, "--crc", "--valid"]:
+        yield ["-r", option], []
+    yield ["-r", "--version"], VERSION_READ
+    yield ["--raw"], VERSION_READ
+    yield ["--help"], []
+    for option, value in VALUES.items():
+        yield ["-w", option, value], element_write(version, option, written_length(version, option))
+    yield [f"--format_v{version}"], FORMAT[version]
+    yield ["--erase"], erasing(version)
+    yield MENU, VERSION_READ * 3  # all values: for their lengths, for the list, to show it
+
+
+def counted(build, version, arguments):
+    board = BenchBoard(build, version)
+    with board.keys.open() as keys:
+        return cost(board.operations(*arguments, stdin=keys))
+
+
+def check(builds):
+    """The costs of every command by version, and a line for each that a build did otherwise."""
+    costs = {1: [], 2: []}
+    wrong = []
+    for version, rows in costs.items():
+        for arguments, operations in commands(version):
+            expected = cost([*bring_up(version), *operations, "close"])
+            rows.append((arguments, expected))
+            for build in builds:
+                found = counted(build, version, arguments)
+                if found != expected:
+                    wrong.append(f"{build} {arguments} version {version}: {found}, not {expected}")
+    return costs, wrong
+
+
+def bus_milliseconds(spent):
+    """The shortest time that the bytes take on the bus, without addressing and write cycles."""
+    return (spent.read + spent.written) * BITS_PER_BYTE * 1000 / BUS_HZ

@@ -1,0 +1,224 @@
+"""Measures the builds and prints the tables of docs/performance.md.
+
+Fails if a command asks more or less of the device than it must, or if a figure that does not
+depend on the machine's load is beyond its limit. Times are told, and never fail.
+"""
+
+import subprocess
+import sys
+
+from bench_board import (
+    BUILDS,
+    COMMANDS,
+    DUMP,
+    MENU,
+    READ,
+    WRITE,
+    BenchBoard,
+    collected,
+    name,
+    program,
+)
+from device_cost import bus_milliseconds, check
+from mounted_board import DEVICE
+from ratios import Ratio, processor_time, rounds, turn
+
+TRUE = "`/bin/true`"
+DD = "`dd` of the part"
+DD_OD = "`sh -c 'dd ... \\| od'`"
+REFERENCES = {
+    TRUE: ["/bin/true"],
+    DD: ["dd", f"if={DEVICE}", "of=/dev/null", "status=none"],
+    DD_OD: ["sh", "-c", f"dd if={DEVICE} status=none | od"],
+}
+CALLS = 1000
+
+# (build, what is limited, of which command): the most that it may be.
+LIMITS = {
+    ("board", "peak memory, kB", name(READ)): 1562,
+    ("board", "peak memory, kB", name(DUMP)): 1562,
+    ("board", "instructions", name(READ)): 150_000,
+    ("board", "instructions", name(DUMP)): 720_000,
+    ("board", "stripped size", ""): 1_900_000,
+    ("release", "instructions", name(READ)): 360_000,
+    ("release", "instructions", name(DUMP)): 930_000,
+    ("release", "stripped size", ""): 960_000,
+}
+
+
+def table(title, heads, rows):
+    print(f"\n**{title}**\n")
+    print("|", " | ".join(heads), "|")
+    print("|" + "---|" * len(heads))
+    for row in rows:
+        print("|", " | ".join(map(str, row)), "|")
+
+
+def steady_figures():
+    """(build, what, command) to figure, for everything that does not depend on the load."""
+    found = {}
+    for build in BUILDS:
+        board = BenchBoard(build)
+        found[build, "stripped size", ""] = board.stripped_size()
+        for arguments in COMMANDS:
+            command = name(arguments)
+            found[build, "instructions", command] = board.instructions(arguments)
+            found[build, "system calls", command] = board.system_calls(arguments)
+            found[build, "peak memory, kB", command] = board.peak_memory(arguments)
+    return found
+
+
+def print_steady(found):
+    for what in ("instructions", "system calls", "peak memory, kB"):
+        rows = [
+            [name(arguments), *(f"{found[build, what, name(arguments)]:,}" for build in BUILDS)]
+            for arguments in COMMANDS
+        ]
+        table(what[0].upper() + what[1:], ["command", *BUILDS], rows)
+    sizes = [f"{found[build, 'stripped size', '']:,}" for build in BUILDS]
+    table("Size of the program, stripped, in bytes", BUILDS, [sizes])
+    limits = [
+        [build, what, command, f"{limit:,}"] for (build, what, command), limit in LIMITS.items()
+    ]
+    table("Limits, beyond which `script/bench` fails", ["build", "figure", "command", "limit"], limits)
+
+
+def beyond_limits(found):
+    return [
+        f"{build}: {what} {command}: {found[build, what, command]}, at most {limit}"
+        for (build, what, command), limit in LIMITS.items()
+        if found[build, what, command] > limit
+    ]
+
+
+def print_device(costs):
+    by_cost = {}
+    for (arguments, small), (_, large) in zip(costs[1], costs[2]):
+        command = " ".join(arguments[:2]).replace("--format_v1", "--format_v1 or --format_v2")
+        by_cost.setdefault((small, large), []).append(f"`{command}`" if command else name(MENU))
+    rows = [
+        [", ".join(names), *small, *large, f"{bus_milliseconds(large):,.0f} ms"]
+        for (small, large), names in by_cost.items()
+    ]
+    heads = [f"{size}: {what}" for size in (128, 2048) for what in ("calls", "read", "written")]
+    heads = ["command", *heads, "2048, at 100 kHz"]
+    table("Device calls, and bytes read and written, by the size of the part", heads, rows)
+
+
+def time_builds():
+    commands = dict(REFERENCES)
+    for build in BUILDS:
+        for arguments in COMMANDS:
+            commands[build, name(arguments)] = [program(build), *arguments]
+    return rounds(BenchBoard(), commands)
+
+
+def print_times(turns):
+    rows = [[other, Ratio(turns, other, DD)] for other in (TRUE, DD_OD)]
+    table(f"What the times are held against, in multiples of {DD}", ["command", "time"], rows)
+    rows = [
+        [name(arguments), *(Ratio(turns, (build, name(arguments)), DD) for build in BUILDS)]
+        for arguments in COMMANDS
+    ]
+    table(f"Times, in multiples of {DD}", ["command", *BUILDS], rows)
+
+
+def print_targets(turns):
+    targets = [
+        ("release", READ, DD, 1.0),
+        ("release", DUMP, DD_OD, 0.45),
+        ("board", READ, TRUE, 1.0),
+    ]
+    rows = []
+    for build, arguments, reference, most in targets:
+        ratio = Ratio(turns, (build, name(arguments)), reference)
+        verdict = "reached" if ratio.median <= most else "missed"
+        rows.append([build, name(arguments), f"{most} x {reference}", ratio, verdict])
+
+    board = BenchBoard(locale="C")
+    commands = {**REFERENCES, name(READ): [board.program, *READ]}
+    ratio = Ratio(rounds(board, commands), name(READ), DD)
+    rows.append(["release", name(READ), f"({DD} in the locale `C`)", ratio, ""])
+    table("Targets", ["build", "command", "at most", "measured", ""], rows)
+
+
+def loop(arguments):
+    call = " ".join([str(program("release")), *arguments])
+    return ["sh", "-c", f"i=0; while [ $i -lt {CALLS} ]; do {call}; i=$((i+1)); done"]
+
+
+def print_line_script():
+    board = BenchBoard()
+    rows = []
+    for arguments in (READ, WRITE):
+        turns = []
+        for _ in range(5):
+            single = turn(board, {"one": [board.program, *arguments]}, 100, processor_time)
+            many = turn(board, {"all": loop(arguments)}, 2, processor_time)
+            turns.append({**single, "all": many["all"] / CALLS})
+        rows.append([name(arguments), Ratio(turns, "all", "one")])
+    title = f"A call in a line script of {CALLS}, in multiples of a single one (processor time, release)"
+    table(title, ["command", "time"], rows)
+
+
+def print_sizes():
+    boards = {128: BenchBoard(version=1), 2048: BenchBoard(version=2)}
+    counted = [READ, DUMP, WRITE]
+    commands = {name(arguments): [program("release"), *arguments] for arguments in counted}
+    turns = {size: rounds(board, {**REFERENCES, **commands}) for size, board in boards.items()}
+    rows = []
+    for arguments in counted:
+        instructions = [f"{board.instructions(arguments):,}" for board in boards.values()]
+        times = [Ratio(turns[size], name(arguments), TRUE) for size in boards]
+        rows.append([name(arguments), *instructions, *times])
+    heads = [f"{what}, {size} bytes" for what in ("instructions", f"x {TRUE}") for size in boards]
+    table("A part of 128 against one of 2048 bytes (release)", ["command", *heads], rows)
+
+
+def print_crc():
+    rows = []
+    for size, version in ((128, 1), (2048, 2)):
+        board = BenchBoard(version=version)
+        crc = board.instructions(DUMP, "--toggle-collect=*Crc32(*")
+        board_test = BenchBoard(version=version, tool="kestrel-boardtest")
+        rows.append([f"{size} bytes", f"{crc / board.instructions(DUMP):.0%}", f"{test_pass(board_test):,}"])
+    heads = ["part", f"the CRC's share of {name(DUMP)}", "instructions of a pass of the board test"]
+    table("The CRC (release)", heads, rows)
+
+
+def test_pass(board):
+    """About: the reader of the output ends two runs after so many passes, give or take one."""
+    return round((until(board, 110) - until(board, 10)) // 100, -4)
+
+
+def until(board, passes):
+    command = ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", board.program, "2"]
+    with subprocess.Popen(
+        board.inside(*command),
+        stdout=subprocess.PIPE,
+        stderr=subprocess.PIPE,
+        env=board.environment(),
+    ) as test:
+        for _ in range(passes):
+            test.stdout.readline()
+        test.stdout.close()
+        return collected(test.stderr.read().decode())
+
+
+def main():
+    costs, problems = check(BUILDS)
+    found = steady_figures()
+    turns = time_builds()
+    print_times(turns)
+    print_targets(turns)
+    print_device(costs)
+    print_steady(found)
+    print_line_script()
+    print_sizes()
+    print_crc()
+    problems += beyond_limits(found)
+    if problems:
+        sys.exit("\n".join(problems))
+
+
+main()
