@@ -3,8 +3,8 @@
 import pytest
 import records
 from machine import PROMPT, Console
-from terminal import DOWN, ENTER, screen_of
-from test_menu import EDITS, OPTIONS, failure_values, values_of
+from terminal import DOWN, ENTER, screen_of, values_of
+from test_menu import EDITS, OPTIONS, failure_values
 
 V1 = records.formatted(1)
 V2 = records.formatted(2)
