@@ -7,6 +7,7 @@ depend on the machine's load is beyond its limit. Times are told, and never fail
 import subprocess
 import sys
 
+import slow_bus
 from bench_board import (
     BUILDS,
     COMMANDS,
@@ -205,6 +206,12 @@ def until(board, passes):
         return collected(test.stderr.read().decode())
 
 
+def print_bus():
+    heads = ["command", "on the bus", "on a file", "the bus's share"]
+    title = "The virtual board's slow bus, some 1 ms a byte, with a part of 2048 bytes"
+    table(title, heads, slow_bus.rows())
+
+
 def main():
     costs, problems = check(BUILDS)
     found = steady_figures()
@@ -212,6 +219,7 @@ def main():
     print_times(turns)
     print_targets(turns)
     print_device(costs)
+    print_bus()
     print_steady(found)
     print_line_script()
     print_sizes()
