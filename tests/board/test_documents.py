@@ -31,9 +31,9 @@ def test_the_transcript_shows_what_the_board_prints(machine):
 @pytest.mark.parametrize(
     "name, before, after",
     [
-        ("blank", records.BLANK_V1, V1),
-        ("damaged", records.damaged(V1), V1),
-        ("damaged", records.damaged(V2), V2),
+        ("format", records.BLANK_V1, V1),
+        ("format", records.damaged(V1), V1),
+        ("format", records.damaged(V2), V2),
         ("read-back", V2, records.with_field(V2, "--ser_num", b"SN-0000004711")),
     ],
 )
