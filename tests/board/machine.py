@@ -6,7 +6,6 @@ tests/program run on the real driver as they are, as far as they need no tool th
 
 import base64
 import re
-import shlex
 import socket
 import subprocess
 import time
@@ -15,7 +14,6 @@ from pathlib import Path
 import pexpect
 import pyte
 import pytest
-import records
 from conftest import DEVICE, Board, Result
 from terminal import Terminal
 

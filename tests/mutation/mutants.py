@@ -3,8 +3,8 @@
 usage: mutants.py [--every N] [FILE...]     all sources, or the given ones; every N-th change only
 
 A change that the tests miss must be listed in equivalent.txt with the reason why it changes nothing
-that can be observed, or with the tests of another build that find it. A change whose tests take too long counts as noticed, but is printed: on a busy
-machine it may be the machine that was slow.
+that can be observed, or with the tests of another build that find it. A change whose tests take too
+long counts as noticed, but is printed: on a busy machine it may be the machine that was slow.
 """
 
 import argparse
