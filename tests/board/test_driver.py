@@ -59,7 +59,7 @@ def test_format_v2_of_a_128_byte_part_fails_but_has_wiped_the_record(make_board)
     board = make_board(V1)
     message = b"kestrel: Error writing to file descriptor:: File too large\n"
     assert board.run("--format_v2") == (1, b"", message)
-    assert board.image == b"\0\2Vantor" + bytes(120)
+    assert board.image == records.MISTAKEN_V1
     assert board.run("--format_v1") == (1, b"", NO_BYTES)
 
 

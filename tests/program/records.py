@@ -11,6 +11,7 @@ GOLDEN = Path(__file__).parent / "golden"
 
 BLANK_V2 = b"\xff" * 2048
 BLANK_V1 = b"\xff" * 128
+MISTAKEN_V1 = b"\0\2Vantor" + bytes(120)  # a part of 128 bytes formatted as version 2
 
 # option: (position in version 1, position in version 2, length in version 1, length in version 2)
 FIELDS = {

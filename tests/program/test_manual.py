@@ -20,8 +20,7 @@ PARTS = {
     "damaged-v2": records.damaged(records.formatted(2)),
     "blank-v1": records.BLANK_V1,
     "blank-v2": records.BLANK_V2,
-    # Formatted as version 2 in spite of its 128 bytes.
-    "mistaken-v1": b"\0\2Vantor" + bytes(120),
+    "mistaken-v1": records.MISTAKEN_V1,
 }
 
 

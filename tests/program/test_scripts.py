@@ -38,10 +38,7 @@ def follow(board, *name):
     return shell(board, recipe(*name))
 
 
-MISTAKEN = b"\0\2Vantor" + bytes(120)  # a part of 128 bytes formatted as version 2
-
-
-@pytest.mark.parametrize("contents", [records.BLANK_V1, bytes(128), MISTAKEN])
+@pytest.mark.parametrize("contents", [records.BLANK_V1, bytes(128), records.MISTAKEN_V1])
 def test_a_part_of_128_bytes_that_cannot_be_loaded_is_formatted_by_the_recipe(make_board, contents):
     board = make_board(contents)
     assert board.run("--format_v1").status == 1

@@ -54,7 +54,7 @@ def test_format_v2_of_a_128_byte_part_fails_but_has_wiped_the_record(make_board)
     board = make_board(V1)
     result = board.run("--format_v2", preexec_fn=as_long_as_it_is)
     assert result == (1, b"", b"kestrel: Error writing to file descriptor:: File too large\n")
-    assert board.image == b"\0\2Vantor" + bytes(120)
+    assert board.image == records.MISTAKEN_V1
 
 
 @pytest.mark.parametrize(
