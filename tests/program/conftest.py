@@ -45,6 +45,10 @@ class Board:
     def environment(self):
         return dict(os.environ, UMOCKDEV_DIR=str(self.directory))
 
+    def traced_environment(self):
+        """The leak checker of a sanitized build cannot work under a tracer."""
+        return {**self.environment(), "ASAN_OPTIONS": "detect_leaks=0"}
+
     def command(self, *arguments):
         return ["umockdev-wrapper", str(self.program), *arguments]
 
@@ -73,12 +77,9 @@ class Board:
     def strace(self, tracer_options, arguments, **options):
         """Runs the program under strace and returns the result and strace's lines."""
         log = self.directory / "strace.log"
-        environment = self.environment()
-        # The leak checker of a sanitized build cannot work under a tracer.
-        environment["ASAN_OPTIONS"] = "detect_leaks=0"
         done = subprocess.run(
             self.traced(["strace", "-o", log, *tracer_options], *arguments),
-            env=environment,
+            env=self.traced_environment(),
             capture_output=True,
             check=False,
             timeout=60,

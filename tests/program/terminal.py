@@ -75,9 +75,9 @@ class Terminal:
         self.stream = pyte.ByteStream(self.screen)
         self.transcript = b""
         self.hides_cursor = bool(key("civis", name))
-        environment = {**board.environment(), "TERM": name}
-        if before or "strace" in (shell or ""):
-            environment["ASAN_OPTIONS"] = "detect_leaks=0"  # which a tracer does not allow
+        traced = before or "strace" in (shell or "")
+        environment = board.traced_environment() if traced else board.environment()
+        environment["TERM"] = name
         for size in ("LINES", "COLUMNS"):
             environment.pop(size, None)
         command = [*map(str, before), *board.command()]

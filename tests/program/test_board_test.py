@@ -74,7 +74,7 @@ def first_lines(board, count, before=()):
     """The beginning of what an endurance run prints, messages included; the rest is cut off."""
     process = subprocess.Popen(
         [*before, *board.command("2")],
-        env={**board.environment(), "ASAN_OPTIONS": "detect_leaks=0"},
+        env=board.traced_environment(),
         stdout=subprocess.PIPE,
         stderr=subprocess.STDOUT,
     )

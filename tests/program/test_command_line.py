@@ -195,7 +195,7 @@ def test_a_line_that_a_terminal_loses_is_reported(make_board):
     losing += ["-e", "inject=write:error=EIO:when=2"]
     done = subprocess.run(
         [*losing, *board.command("--help")],
-        env={**board.environment(), "ASAN_OPTIONS": "detect_leaks=0"},
+        env=board.traced_environment(),
         stdout=standard_output,
         stderr=subprocess.PIPE,
         check=False,
@@ -245,8 +245,7 @@ def test_the_device_never_gets_the_number_of_a_standard_descriptor(make_board, c
     log = board.directory / "strace.log"
     line = " ".join(["exec", *board.command("-r", "--version"), closed])
     command = ["strace", "-o", log, "-e", "trace=openat", "sh", "-c", line]
-    environment = {**board.environment(), "ASAN_OPTIONS": "detect_leaks=0"}
-    subprocess.run(command, env=environment, stdout=subprocess.PIPE, check=False)
+    subprocess.run(command, env=board.traced_environment(), stdout=subprocess.PIPE, check=False)
     opened = [line for line in log.read_text().splitlines() if "O_RDWR)" in line]
     assert str(board.path) in opened[-1]
     assert int(opened[-1].split("=")[1]) > 2
@@ -260,7 +259,7 @@ def test_without_dev_null_a_closed_standard_descriptor_ends_the_program(make_boa
     null += ["-e", "inject=openat:error=EMFILE"]
     done = subprocess.run(
         [*null, *board.command("-r", "--version")],
-        env={**board.environment(), "ASAN_OPTIONS": "detect_leaks=0"},
+        env=board.traced_environment(),
         capture_output=True,
         check=False,
         preexec_fn=lambda: os.close(0),

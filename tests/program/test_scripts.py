@@ -22,9 +22,8 @@ def recipe(name, document="README.md"):
 
 def shell(board, script, before=()):
     """Runs a script on the board; before is a command in front of the board's."""
-    environment = board.environment()
+    environment = board.traced_environment() if before else board.environment()
     environment["PATH"] = f"{board.program.parent}:{environment['PATH']}"
-    environment["ASAN_OPTIONS"] = "detect_leaks=0"  # which a tracer does not allow
     return subprocess.run(
         [*before, "umockdev-wrapper", "sh", "-eu", "-c", script],
         env=environment,

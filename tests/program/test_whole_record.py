@@ -123,7 +123,7 @@ def test_each_line_of_the_dump_is_written_out_at_once(make_board):
     command = ["strace", "-o", log, "-e", "trace=write", *board.command("--raw")]
     subprocess.run(
         command,
-        env={**board.environment(), "ASAN_OPTIONS": "detect_leaks=0"},
+        env=board.traced_environment(),
         stdout=subprocess.PIPE,
         check=True,
     )

@@ -14,7 +14,7 @@ def run_with(board, call, injection, arguments):
         command += ["-f", "--seccomp-bpf"]
     done = subprocess.run(
         [*command, board.program, *arguments],
-        env={**board.environment(), "ASAN_OPTIONS": "detect_leaks=0"},
+        env=board.traced_environment(),
         capture_output=True,
         check=False,
         timeout=60,
