@@ -17,6 +17,12 @@ def pytest_addoption(parser):
     parser.addoption("--programs", required=True, help="where the programs to be tested are")
 
 
+def result_of(command, environment, **options):
+    options = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
+    done = subprocess.run(command, env=environment, check=False, timeout=60, **options)
+    return Result(done.returncode, done.stdout, done.stderr)
+
+
 class Board:
     """A test bed with one EEPROM, whose image is a plain file.
 
@@ -53,11 +59,14 @@ class Board:
         return ["umockdev-wrapper", str(self.program), *arguments]
 
     def run(self, *arguments, **options):
-        options = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
-        done = subprocess.run(
-            self.command(*arguments), env=self.environment(), check=False, timeout=60, **options
-        )
-        return Result(done.returncode, done.stdout, done.stderr)
+        return result_of(self.command(*arguments), self.environment(), **options)
+
+    def shell(self, script, before=(), **options):
+        """Runs a shell script that finds the programs; before is a tracer in front of all."""
+        environment = self.traced_environment() if before else self.environment()
+        environment["PATH"] = f"{self.program.parent}:{environment['PATH']}"
+        command = [*before, "umockdev-wrapper", "sh", "-c", script]
+        return result_of(command, environment, cwd=self.directory, **options)
 
     def read(self, option):
         """The value that the program prints, which must come without any message."""
@@ -77,15 +86,9 @@ class Board:
     def strace(self, tracer_options, arguments, **options):
         """Runs the program under strace and returns the result and strace's lines."""
         log = self.directory / "strace.log"
-        done = subprocess.run(
-            self.traced(["strace", "-o", log, *tracer_options], *arguments),
-            env=self.traced_environment(),
-            capture_output=True,
-            check=False,
-            timeout=60,
-            **options,
-        )
-        return Result(done.returncode, done.stdout, done.stderr), log.read_text().splitlines()
+        command = self.traced(["strace", "-o", log, *tracer_options], *arguments)
+        result = result_of(command, self.traced_environment(), **options)
+        return result, log.read_text().splitlines()
 
     def operations(self, *arguments, **options):
         """The device operations of a successful run, in short: "seek 0", "read 2" and so on."""

@@ -111,24 +111,12 @@ def script_of(body):
     return "\n".join(f"echo $ {text}\n{command}" for text, command in zip(quoted, commands))
 
 
-def run_script(board, script):
-    path = f"{board.program.parent}:{board.environment()['PATH']}"
-    return subprocess.run(
-        ["umockdev-wrapper", "sh", "-c", script],
-        env={**board.environment(), "PATH": path},
-        cwd=board.directory,
-        stdout=subprocess.PIPE,
-        stderr=subprocess.STDOUT,
-        check=False,
-    )
-
-
 @pytest.mark.parametrize("body, part, after", RUNS)
 def test_an_example_prints_what_the_page_shows(make_board, body, part, after):
     board = make_board(PARTS[part])
-    done = run_script(board, script_of(body))
+    done = board.shell(script_of(body), stderr=subprocess.STDOUT)
     shown = "".join(line + "\n" for line in body) if body[0].startswith("$ ") else ""
-    assert (done.stdout.decode(), done.returncode) == (shown, 0)
+    assert (done.out.decode(), done.status) == (shown, 0)
     if after == "formatted":
         assert board.image == PARTS["formatted-" + part[-2:]]
     else:
@@ -152,8 +140,8 @@ def test_the_script_that_reads_back_notices_a_refused_value(make_board):
     [body] = [body for _, _, _, body in EXAMPLES if body[0] == "put() {"]
     board = make_board(PARTS["formatted-v2"])
     script = script_of(body).replace("SN-0000004711", "SN-00000004711")
-    done = run_script(board, script)
-    assert (done.stdout, done.returncode) == (b"--ser_num was not taken: SN-00000004711\n", 1)
+    done = board.shell(script, stderr=subprocess.STDOUT)
+    assert (done.out, done.status) == (b"--ser_num was not taken: SN-00000004711\n", 1)
 
 
 # Completeness

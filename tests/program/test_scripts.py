@@ -17,31 +17,20 @@ V2 = records.formatted(2)
 
 def recipe(name, document="README.md"):
     text = (ROOT / document).read_text()
-    return re.search(rf"<!-- test: {name} -->\n```sh\n(.*?)```", text, re.DOTALL)[1]
-
-
-def shell(board, script, before=()):
-    """Runs a script on the board; before is a command in front of the board's."""
-    environment = board.traced_environment() if before else board.environment()
-    environment["PATH"] = f"{board.program.parent}:{environment['PATH']}"
-    return subprocess.run(
-        [*before, "umockdev-wrapper", "sh", "-eu", "-c", script],
-        env=environment,
-        capture_output=True,
-        check=False,
-    )
+    script = re.search(rf"<!-- test: {name} -->\n```sh\n(.*?)```", text, re.DOTALL)[1]
+    return "set -eu\n" + script
 
 
 def follow(board, *name):
     """Runs a recipe of a document, as it stands there, on the board."""
-    return shell(board, recipe(*name))
+    return board.shell(recipe(*name))
 
 
 @pytest.mark.parametrize("contents", [records.BLANK_V1, bytes(128), records.MISTAKEN_V1])
 def test_a_part_of_128_bytes_that_cannot_be_loaded_is_formatted_by_the_recipe(make_board, contents):
     board = make_board(contents)
     assert board.run("--format_v1").status == 1
-    assert follow(board, "format").returncode == 0
+    assert follow(board, "format").status == 0
     assert board.image == V1
 
 
@@ -53,7 +42,7 @@ def test_a_part_of_128_bytes_that_cannot_be_loaded_is_formatted_by_the_recipe(ma
 def test_the_recipe_for_a_record_that_is_not_intact_ends_with_a_fresh_one(make_board, before, after):
     board = make_board(before)
     done = follow(board, "format")
-    assert (done.returncode, done.stdout[-2:]) == (0, b"1\n")
+    assert (done.status, done.out[-2:]) == (0, b"1\n")
     assert board.image == after
 
 
@@ -62,26 +51,27 @@ NOT_TAKEN = b"the serial number was not taken\n"
 
 def test_the_read_back_of_a_script_passes_what_was_written(make_board):
     board = make_board(V2)
-    assert follow(board, "read-back").returncode == 0
+    assert follow(board, "read-back").status == 0
     assert board.image == records.with_field(V2, "--ser_num", b"SN-0000004711")
 
 
 def test_the_read_back_of_a_script_notices_a_failed_write(make_board):
     board = make_board(V2)
     fault = ["strace", "-o", "/dev/null", "-f", "-P", str(board.path), "-e", "inject=write:retval=13"]
-    assert shell(board, recipe("read-back"), fault).returncode == 1
+    assert board.shell(recipe("read-back"), fault).status == 1
 
 
 def test_the_read_back_of_a_script_notices_a_refused_value(make_board):
     too_long = recipe("read-back").replace("SN-0000004711", "SN-00000047110")
-    done = shell(make_board(V2), too_long)
-    assert (done.returncode, done.stderr) == (1, NOT_TAKEN)
+    result = make_board(V2).shell(too_long)
+    assert result == (1, b"", NOT_TAKEN)
 
 
 def test_the_read_back_of_a_script_notices_the_fixed_value_of_a_damaged_record(make_board):
     unwritten = recipe("read-back").replace('kestrel -w --ser_num "$serial"', "true")
-    done = shell(make_board(records.damaged(V2)), unwritten.replace("SN-0000004711", "0000000000000"))
-    assert (done.returncode, done.stderr) == (1, b"CRC invalid\n" + NOT_TAKEN)
+    unwritten = unwritten.replace("SN-0000004711", "0000000000000")
+    result = make_board(records.damaged(V2)).shell(unwritten)
+    assert (result.status, result.err) == (1, b"CRC invalid\n" + NOT_TAKEN)
 
 
 def test_the_recipe_with_a_lock_waits_for_the_other_writer(make_board):
@@ -91,7 +81,7 @@ def test_the_recipe_with_a_lock_waits_for_the_other_writer(make_board):
     ) as other:
         assert other.stdout.readline() == b"locked\n"
         start = time.monotonic()
-        assert follow(board, "lock", "docs/reliability.md").returncode == 0
+        assert follow(board, "lock", "docs/reliability.md").status == 0
         assert time.monotonic() - start > 0.3
     assert board.image == records.with_field(V2, "--ser_num", b"SN-0000004711")
 
