@@ -1,22 +1,13 @@
 """What README.md says of the board, and of script/board, on the board."""
 
-import re
 import subprocess
 
 import pytest
 import records
-from machine import ROOT
-from test_scripts import recipe
+from documents import ROOT, recipe, transcript
 
 V1 = records.formatted(1)
 V2 = records.formatted(2)
-
-
-def transcript(name):
-    """The commands of a transcript in README.md, each with what it printed."""
-    text = (ROOT / "README.md").read_text()
-    block = re.search(rf"<!-- test: {name} -->\n```\n(.*?)```", text, re.DOTALL)[1]
-    return re.findall(r"^board# (.*)\n((?:(?!board# ).*\n)*)", block, re.MULTILINE)
 
 
 def test_the_transcript_shows_what_the_board_prints(machine):

@@ -4,21 +4,14 @@ import os
 import re
 import subprocess
 import time
-from pathlib import Path
 
 import pytest
 import records
+from documents import ROOT, recipe
 from terminal import ENTER, Terminal
 
-ROOT = Path(__file__).parents[2]
 V1 = records.formatted(1)
 V2 = records.formatted(2)
-
-
-def recipe(name, document="README.md"):
-    text = (ROOT / document).read_text()
-    script = re.search(rf"<!-- test: {name} -->\n```sh\n(.*?)```", text, re.DOTALL)[1]
-    return "set -eu\n" + script
 
 
 def follow(board, *name):

@@ -1,0 +1,23 @@
+"""The commands in the documents, marked there for the tests."""
+
+import re
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+
+
+def block(name, language, document):
+    text = (ROOT / document).read_text()
+    return re.search(rf"<!-- test: {name} -->\n```{language}\n(.*?)```", text, re.DOTALL)[1]
+
+
+def recipe(name, document="README.md"):
+    """A script, which ends at its first error."""
+    return "set -eu\n" + block(name, "sh", document)
+
+
+def transcript(name, document="README.md"):
+    """The commands of a session on the board, each with what it printed."""
+    return re.findall(
+        r"^board# (.*)\n((?:(?!board# ).*\n)*)", block(name, "", document), re.MULTILINE
+    )
