@@ -3,6 +3,7 @@
 import subprocess
 from pathlib import Path
 
+import elf
 import pytest
 import records
 from mounted_board import DEVICE, MountedBoard
@@ -43,21 +44,16 @@ def empty_board(tmp_path):
     return EmptyBoard(tmp_path / "board", PROGRAM, V2)
 
 
-def readelf(option):
-    done = subprocess.run(["readelf", "-W", option, PROGRAM], capture_output=True, check=True)
-    return done.stdout.decode()
-
-
 def test_it_needs_no_library_and_no_loader():
-    assert "NEEDED" not in readelf("-d") and "INTERP" not in readelf("-l")
+    assert "NEEDED" not in elf.readelf(PROGRAM, "-d")
+    assert "INTERP" not in elf.readelf(PROGRAM, "-l")
 
 
 def test_it_is_position_independent_with_read_only_relocations_and_stripped():
-    assert "DYN (Position-Independent Executable file)" in readelf("-h")
-    assert "GNU_RELRO" in readelf("-l") and "BIND_NOW" in readelf("-d")
-    stack = next(line for line in readelf("-l").splitlines() if "GNU_STACK" in line)
-    assert " RW " in stack
-    assert ".symtab" not in readelf("-S")
+    assert elf.is_position_independent(PROGRAM)
+    assert elf.has_read_only_relocations(PROGRAM)
+    assert elf.has_non_executable_stack(PROGRAM)
+    assert ".symtab" not in elf.readelf(PROGRAM, "-S")
 
 
 def test_it_reads_writes_and_formats_in_an_empty_root(empty_board):

@@ -3,6 +3,7 @@
 import subprocess
 from pathlib import Path
 
+import elf
 import pytest
 import records
 
@@ -25,35 +26,24 @@ def program(request, emulated):
     return ROOT / "build/release/kestrel"
 
 
-@pytest.fixture
-def readelf(program):
-    def run(*options):
-        done = subprocess.run(["readelf", "-W", *options, program], capture_output=True, check=True)
-        return done.stdout.decode()
-
-    return run
+def test_it_is_position_independent(program):
+    assert elf.is_position_independent(program)
 
 
-def test_it_is_position_independent(readelf):
-    assert "DYN (Position-Independent Executable file)" in readelf("-h")
+def test_its_relocations_are_bound_at_once_and_read_only(program):
+    assert elf.has_read_only_relocations(program)
+    assert "Flags: NOW PIE" in elf.readelf(program, "-d")
 
 
-def test_its_relocations_are_bound_at_once_and_read_only(readelf):
-    assert "GNU_RELRO" in readelf("-l")
-    dynamic = readelf("-d")
-    assert "BIND_NOW" in dynamic and "Flags: NOW PIE" in dynamic
+def test_its_stack_is_protected_and_not_executable(program):
+    assert "__stack_chk_fail" in elf.readelf(program, "--dyn-syms")
+    assert elf.has_non_executable_stack(program)
 
 
-def test_its_stack_is_protected_and_not_executable(readelf):
-    assert "__stack_chk_fail" in readelf("--dyn-syms")
-    stack = next(line for line in readelf("-l").splitlines() if "GNU_STACK" in line)
-    assert " RW " in stack
-
-
-def test_it_calls_the_plain_file_functions_which_a_test_bed_can_replace(readelf):
+def test_it_calls_the_plain_file_functions_which_a_test_bed_can_replace(program):
     symbols = {
         line.split()[7].split("@")[0]
-        for line in readelf("--dyn-syms").splitlines()
+        for line in elf.readelf(program, "--dyn-syms").splitlines()
         if " UND " in line and len(line.split()) > 7
     }
     assert {"open", "lseek", "read", "write", "close"} <= symbols
