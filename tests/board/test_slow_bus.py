@@ -12,20 +12,20 @@ MAC = bytes.fromhex("02a55e00000a")
 
 
 @pytest.fixture(scope="module")
-def put_part(slow_machine):
+def make_board(slow_machine):
     return lambda contents: BoardBehindDriver(slow_machine, "kestrel", contents)
 
 
 @pytest.mark.parametrize("contents", [V1, V2], ids=["128 bytes", "2048 bytes"])
-def test_an_element_is_written_and_read_back(put_part, contents):
-    board = put_part(contents)
+def test_an_element_is_written_and_read_back(make_board, contents):
+    board = make_board(contents)
     board.write("--mac1", MAC.hex(":"))
     assert board.image == records.with_field(contents, "--mac1", MAC)
     assert board.read("--mac1") == MAC.hex(":").encode()
 
 
-def test_a_128_byte_part_is_formatted_dumped_and_erased(put_part):
-    board = put_part(records.damaged(V1))
+def test_a_128_byte_part_is_formatted_dumped_and_erased(make_board):
+    board = make_board(records.damaged(V1))
     assert board.run("--format_v1") == (0, b"", b"")
     assert board.image == V1
     assert board.run("--raw") == (0, records.text("dump-formatted-v1.txt"), b"")
@@ -33,8 +33,8 @@ def test_a_128_byte_part_is_formatted_dumped_and_erased(put_part):
     assert board.image == records.BLANK_V1
 
 
-def test_the_bus_takes_a_good_part_of_a_millisecond_for_a_byte(put_part):
-    board = put_part(V1)
+def test_the_bus_takes_a_good_part_of_a_millisecond_for_a_byte(make_board):
+    board = make_board(V1)
     start = time.monotonic()
     assert board.image == V1
     assert time.monotonic() - start > 128 * 0.0005
