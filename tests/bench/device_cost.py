@@ -21,6 +21,7 @@ VALUES = {
     "--pcb_ser_num": "PCB-00004711",
     "--ser_num": "SN-0000004711",
 }
+assert VALUES.keys() == records.FIELDS.keys(), "the cost of an element is not measured"
 
 
 def cost(operations):
