@@ -21,7 +21,7 @@ from bench_board import (
     program,
 )
 from device_cost import bus_milliseconds, check
-from mounted_board import DEVICE
+from mounted_board import DEVICE, MOST_MEMORY
 from ratios import Ratio, processor_time, rounds, turn
 
 TRUE = "`/bin/true`"
@@ -36,8 +36,8 @@ CALLS = 1000
 
 # (build, what is limited, of which command): the most that it may be.
 LIMITS = {
-    ("board", "peak memory, kB", name(READ)): 1562,
-    ("board", "peak memory, kB", name(DUMP)): 1562,
+    ("board", "peak memory, kB", name(READ)): MOST_MEMORY,
+    ("board", "peak memory, kB", name(DUMP)): MOST_MEMORY,
     ("board", "instructions", name(READ)): 150_000,
     ("board", "instructions", name(DUMP)): 720_000,
     ("board", "stripped size", ""): 1_900_000,

@@ -6,6 +6,7 @@ This works for a statically linked program too, and adds nothing to what a comma
 from conftest import DEVICE, Board
 
 DEVICE = "/" + DEVICE
+MOST_MEMORY = 1_600_000 // 1024  # kB, for the commands of the build for boards
 
 
 class MountedBoard(Board):

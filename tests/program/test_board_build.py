@@ -6,14 +6,12 @@ from pathlib import Path
 import elf
 import pytest
 import records
-from mounted_board import DEVICE, MountedBoard
+from mounted_board import DEVICE, MOST_MEMORY, MountedBoard
 from terminal import ENTER, F1, Terminal, screen_of, values_of
 
 ROOT = Path(__file__).parents[2]
 PROGRAM = ROOT / "build/board/kestrel"
 V2 = records.formatted(2)
-
-RESIDENT_KB = 1_600_000 // 1024
 
 
 @pytest.fixture(autouse=True, scope="module")
@@ -123,4 +121,4 @@ def test_its_menu_names_a_terminal_that_is_not_described(empty_board):
 def test_it_takes_little_memory(board, arguments):
     measured = board.inside("/usr/bin/time", "-f", "%M", PROGRAM, *arguments)
     done = subprocess.run(measured, capture_output=True, check=True)
-    assert int(done.stderr) <= RESIDENT_KB
+    assert int(done.stderr) <= MOST_MEMORY
