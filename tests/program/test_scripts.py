@@ -157,3 +157,9 @@ def test_the_demo_opens_the_menu_where_it_is_asked_to(make_board):
     terminal.go_to("END")
     terminal.press(ENTER)
     assert terminal.wait_for_end() == 0
+
+
+def test_every_module_of_program_tests_is_run_by_ctest():
+    registered = re.findall(r"\btest_\w+", (ROOT / "tests/CMakeLists.txt").read_text())
+    modules = {path.stem for path in (ROOT / "tests/program").glob("test_*.py")}
+    assert modules <= set(registered)

@@ -41,6 +41,7 @@ ELEMENTS = {
     "--pcb_ser_num": ("PCB-1", b"PCB-1"),
     "--ser_num": ("SN-1", b"SN-1"),
 }
+assert ELEMENTS.keys() == records.FIELDS.keys(), "an element is not tried"
 
 
 def commands():
