@@ -3,7 +3,7 @@
 from collections import namedtuple
 
 import records
-from bench_board import MENU, BenchBoard
+from bench_sandbox import MENU, BenchSandbox
 from device_operations import FORMAT, VERSION_READ, bring_up, element_write, erasing
 
 BITS_PER_BYTE = 9  # on an I2C bus: 8 and the acknowledgement
@@ -55,9 +55,9 @@ def commands(version):
 
 
 def counted(build, version, arguments):
-    board = BenchBoard(build, version)
-    with board.keys.open() as keys:
-        return cost(board.operations(*arguments, stdin=keys))
+    sandbox = BenchSandbox(build, version)
+    with sandbox.keys.open() as keys:
+        return cost(sandbox.operations(*arguments, stdin=keys))
 
 
 def check(builds):

@@ -16,23 +16,23 @@ def processor_time(result):
     return result["user"] + result["system"]
 
 
-def turn(board, commands, runs=RUNS, figure=wall_time):
+def turn(sandbox, commands, runs=RUNS, figure=wall_time):
     """Runs each command several times and returns the figure of each by its name.
 
     The commands have no input, which ends the menu with status 1 behind its first screen.
     """
-    export = board.directory / "results.json"
+    export = sandbox.directory / "results.json"
     tool = ["hyperfine", "--shell=none", "--style=none", "--warmup=2", f"--runs={runs}"]
     lines = [shlex.join(map(str, command)) for command in commands.values()]
-    board.start(*tool, "--ignore-failure", f"--export-json={export}", *lines)
+    sandbox.start(*tool, "--ignore-failure", f"--export-json={export}", *lines)
     results = json.loads(export.read_text())["results"]
     for result, command in zip(results, commands.values()):
         assert set(result["exit_codes"]) == {0 if command[1:] or command == ["/bin/true"] else 1}
     return dict(zip(commands, map(figure, results)))
 
 
-def rounds(board, commands):
-    return [turn(board, commands) for _ in range(ROUNDS)]
+def rounds(sandbox, commands):
+    return [turn(sandbox, commands) for _ in range(ROUNDS)]
 
 
 class Ratio:

@@ -8,20 +8,20 @@ import subprocess
 import sys
 
 import slow_bus
-from bench_board import (
+from bench_sandbox import (
     BUILDS,
     COMMANDS,
     DUMP,
     MENU,
     READ,
     WRITE,
-    BenchBoard,
+    BenchSandbox,
     collected,
     name,
     program,
 )
 from device_cost import bus_milliseconds, check
-from mounted_board import DEVICE, MOST_MEMORY
+from mounted_sandbox import DEVICE, MOST_MEMORY
 from ratios import Ratio, processor_time, rounds, turn
 
 TRUE = "`/bin/true`"
@@ -36,11 +36,11 @@ CALLS = 1000
 
 # (build, what is limited, of which command): the most that it may be.
 LIMITS = {
-    ("board", "peak memory, kB", name(READ)): MOST_MEMORY,
-    ("board", "peak memory, kB", name(DUMP)): MOST_MEMORY,
-    ("board", "instructions", name(READ)): 150_000,
-    ("board", "instructions", name(DUMP)): 720_000,
-    ("board", "stripped size", ""): 1_900_000,
+    ("static", "peak memory, kB", name(READ)): MOST_MEMORY,
+    ("static", "peak memory, kB", name(DUMP)): MOST_MEMORY,
+    ("static", "instructions", name(READ)): 150_000,
+    ("static", "instructions", name(DUMP)): 720_000,
+    ("static", "stripped size", ""): 1_900_000,
     ("release", "instructions", name(READ)): 360_000,
     ("release", "instructions", name(DUMP)): 930_000,
     ("release", "stripped size", ""): 960_000,
@@ -59,13 +59,13 @@ def steady_figures():
     """(build, what, command) to figure, for everything that does not depend on the load."""
     found = {}
     for build in BUILDS:
-        board = BenchBoard(build)
-        found[build, "stripped size", ""] = board.stripped_size()
+        sandbox = BenchSandbox(build)
+        found[build, "stripped size", ""] = sandbox.stripped_size()
         for arguments in COMMANDS:
             command = name(arguments)
-            found[build, "instructions", command] = board.instructions(arguments)
-            found[build, "system calls", command] = board.system_calls(arguments)
-            found[build, "peak memory, kB", command] = board.peak_memory(arguments)
+            found[build, "instructions", command] = sandbox.instructions(arguments)
+            found[build, "system calls", command] = sandbox.system_calls(arguments)
+            found[build, "peak memory, kB", command] = sandbox.peak_memory(arguments)
     return found
 
 
@@ -81,7 +81,9 @@ def print_steady(found):
     limits = [
         [build, what, command, f"{limit:,}"] for (build, what, command), limit in LIMITS.items()
     ]
-    table("Limits, beyond which `script/bench` fails", ["build", "figure", "command", "limit"], limits)
+    table(
+        "Limits, beyond which `script/bench` fails", ["build", "figure", "command", "limit"], limits
+    )
 
 
 def beyond_limits(found):
@@ -111,7 +113,7 @@ def time_builds():
     for build in BUILDS:
         for arguments in COMMANDS:
             commands[build, name(arguments)] = [program(build), *arguments]
-    return rounds(BenchBoard(), commands)
+    return rounds(BenchSandbox(), commands)
 
 
 def print_times(turns):
@@ -128,7 +130,7 @@ def print_targets(turns):
     targets = [
         ("release", READ, DD, 1.0),
         ("release", DUMP, DD_OD, 0.45),
-        ("board", READ, TRUE, 1.0),
+        ("static", READ, TRUE, 1.0),
     ]
     rows = []
     for build, arguments, reference, most in targets:
@@ -136,9 +138,9 @@ def print_targets(turns):
         verdict = "reached" if ratio.median <= most else "missed"
         rows.append([build, name(arguments), f"{most} x {reference}", ratio, verdict])
 
-    board = BenchBoard(locale="C")
-    commands = {**REFERENCES, name(READ): [board.program, *READ]}
-    ratio = Ratio(rounds(board, commands), name(READ), DD)
+    sandbox = BenchSandbox(locale="C")
+    commands = {**REFERENCES, name(READ): [sandbox.program, *READ]}
+    ratio = Ratio(rounds(sandbox, commands), name(READ), DD)
     rows.append(["release", name(READ), f"({DD} in the locale `C`)", ratio, ""])
     table("Targets", ["build", "command", "at most", "measured", ""], rows)
 
@@ -149,13 +151,13 @@ def loop(arguments):
 
 
 def print_line_script():
-    board = BenchBoard()
+    sandbox = BenchSandbox()
     rows = []
     for arguments in (READ, WRITE):
         turns = []
         for _ in range(5):
-            single = turn(board, {"one": [board.program, *arguments]}, 100, processor_time)
-            many = turn(board, {"all": loop(arguments)}, 2, processor_time)
+            single = turn(sandbox, {"one": [sandbox.program, *arguments]}, 100, processor_time)
+            many = turn(sandbox, {"all": loop(arguments)}, 2, processor_time)
             turns.append({**single, "all": many["all"] / CALLS})
         rows.append([name(arguments), Ratio(turns, "all", "one")])
     title = f"A call in a line script of {CALLS}, in multiples of a single one (processor time, release)"
@@ -163,42 +165,58 @@ def print_line_script():
 
 
 def print_sizes():
-    boards = {128: BenchBoard(version=1), 2048: BenchBoard(version=2)}
+    sandboxes = {128: BenchSandbox(version=1), 2048: BenchSandbox(version=2)}
     counted = [READ, DUMP, WRITE]
     commands = {name(arguments): [program("release"), *arguments] for arguments in counted}
-    turns = {size: rounds(board, {**REFERENCES, **commands}) for size, board in boards.items()}
+    turns = {
+        size: rounds(sandbox, {**REFERENCES, **commands}) for size, sandbox in sandboxes.items()
+    }
     rows = []
     for arguments in counted:
-        instructions = [f"{board.instructions(arguments):,}" for board in boards.values()]
-        times = [Ratio(turns[size], name(arguments), TRUE) for size in boards]
+        instructions = [f"{sandbox.instructions(arguments):,}" for sandbox in sandboxes.values()]
+        times = [Ratio(turns[size], name(arguments), TRUE) for size in sandboxes]
         rows.append([name(arguments), *instructions, *times])
-    heads = [f"{what}, {size} bytes" for what in ("instructions", f"x {TRUE}") for size in boards]
+    heads = [
+        f"{what}, {size} bytes" for what in ("instructions", f"x {TRUE}") for size in sandboxes
+    ]
     table("A part of 128 against one of 2048 bytes (release)", ["command", *heads], rows)
 
 
 def print_crc():
     rows = []
     for size, version in ((128, 1), (2048, 2)):
-        board = BenchBoard(version=version)
-        crc = board.instructions(DUMP, "--toggle-collect=*Crc32(*")
-        board_test = BenchBoard(version=version, tool="kestrel-boardtest")
-        rows.append([f"{size} bytes", f"{crc / board.instructions(DUMP):.0%}", f"{test_pass(board_test):,}"])
+        sandbox = BenchSandbox(version=version)
+        crc = sandbox.instructions(DUMP, "--toggle-collect=*Crc32(*")
+        board_test = BenchSandbox(version=version, tool="kestrel-boardtest")
+        rows.append(
+            [
+                f"{size} bytes",
+                f"{crc / sandbox.instructions(DUMP):.0%}",
+                f"{test_pass(board_test):,}",
+            ]
+        )
     heads = ["part", f"the CRC's share of {name(DUMP)}", "instructions of a pass of the board test"]
     table("The CRC (release)", heads, rows)
 
 
-def test_pass(board):
+def test_pass(sandbox):
     """About: the reader of the output ends two runs after so many passes, give or take one."""
-    return round((until(board, 110) - until(board, 10)) // 100, -4)
+    return round((until(sandbox, 110) - until(sandbox, 10)) // 100, -4)
 
 
-def until(board, passes):
-    command = ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", board.program, "2"]
+def until(sandbox, passes):
+    command = [
+        "valgrind",
+        "--tool=callgrind",
+        "--callgrind-out-file=/dev/null",
+        sandbox.program,
+        "2",
+    ]
     with subprocess.Popen(
-        board.inside(*command),
+        sandbox.inside(*command),
         stdout=subprocess.PIPE,
         stderr=subprocess.PIPE,
-        env=board.environment(),
+        env=sandbox.environment(),
     ) as test:
         for _ in range(passes):
             test.stdout.readline()
@@ -208,7 +226,7 @@ def until(board, passes):
 
 def print_bus():
     heads = ["command", "on the bus", "on a file", "the bus's share"]
-    title = "The virtual board's slow bus, some 1 ms a byte, with a part of 2048 bytes"
+    title = "The virtual machine's slow bus, some 1 ms a byte, with a part of 2048 bytes"
     table(title, heads, slow_bus.rows())
 
 

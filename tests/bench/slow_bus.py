@@ -1,9 +1,9 @@
-"""How much of a command is the bus, on the virtual board whose bus takes about 1 ms a byte."""
+"""How much of a command is the bus, on the virtual machine whose bus takes about 1 ms a byte."""
 
 import subprocess
 
-from bench_board import DUMP, READ, ROOT, WRITE, name
-from mounted_board import DEVICE
+from bench_sandbox import DUMP, READ, ROOT, WRITE, name
+from mounted_sandbox import DEVICE
 
 MEASURED = [READ, DUMP, WRITE]
 FILE_RUNS = 50  # of a command that takes no longer than the clock's step of 10 ms
@@ -29,7 +29,7 @@ measure {FILE_RUNS}
 
 def rows():
     """Of each command: its name, the seconds on the bus and on a file, and the share of the bus."""
-    command = [ROOT / "script/board", "--slow", "sh", "-c", SCRIPT]
+    command = [ROOT / "script/vm", "--slow", "sh", "-c", SCRIPT]
     done = subprocess.run(command, stdout=subprocess.PIPE, check=True)
     seconds = [float(line) for line in done.stdout.split()]
     assert len(seconds) == 2 * len(MEASURED)

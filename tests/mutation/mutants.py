@@ -44,7 +44,9 @@ CHANGES = [
     (r"^    +return; *$", ";"),
 ]
 
-IGNORED = re.compile(r"^\s*(#|//|static_assert|namespace|using|case|template)|NOLINT|// clang-format")
+IGNORED = re.compile(
+    r"^\s*(#|//|static_assert|namespace|using|case|template)|NOLINT|// clang-format"
+)
 
 PROGRAM_TESTS = [
     "command_line",
@@ -137,7 +139,14 @@ def main():
     parser.add_argument("files", nargs="*")
     options = parser.parse_args()
     tracked = subprocess.run(
-        ["git", "ls-files", "boardsupport/*.cpp", "boardsupport/BigEndian.h", "tool/*.cpp"],
+        [
+            "git",
+            "ls-files",
+            "boardsupport/*.cpp",
+            "boardsupport/BigEndian.h",
+            "process/*.cpp",
+            "tool/*.cpp",
+        ],
         cwd=ROOT,
         capture_output=True,
         check=True,

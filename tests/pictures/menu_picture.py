@@ -1,4 +1,4 @@
-"""Draws the menu from the cells of its real screen, on a virtual board, into the given file."""
+"""Draws the menu from the cells of its real screen, in the sandbox, into the given file."""
 
 import subprocess
 import sys
@@ -47,12 +47,12 @@ def main():
     subprocess.run([ROOT / "script/build", "release", "kestrel"], check=True)
 
     import records
-    from conftest import Board
+    from conftest import Sandbox
     from terminal import BACKSPACE, ENTER, Terminal
 
     with tempfile.TemporaryDirectory() as directory:
         program = ROOT / "build/release/kestrel"
-        terminal = Terminal(Board(Path(directory) / "board", program, records.formatted(2)))
+        terminal = Terminal(Sandbox(Path(directory) / "sandbox", program, records.formatted(2)))
         terminal.go_to("SerialNumber")
         terminal.press(ENTER, *[BACKSPACE] * 13, b"SN-00047")
         picture = "\n".join(svg(terminal.cells())) + "\n"

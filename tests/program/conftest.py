@@ -1,4 +1,4 @@
-"""Runs the built program on a board of its own: umockdev puts a file at the device path."""
+"""Runs the built program in a sandbox of its own: umockdev puts a file at the device path."""
 
 import os
 import re
@@ -23,10 +23,10 @@ def result_of(command, environment, **options):
     return Result(done.returncode, done.stdout, done.stderr)
 
 
-class Board:
+class Sandbox:
     """A test bed with one EEPROM, whose image is a plain file.
 
-    A plain file answers differently from the kernel's driver, behind which tests/board runs these
+    A plain file answers differently from the kernel's driver, behind which tests/vm runs these
     tests again: it grows where the driver's write across the end is short and the next one fails
     with EFBIG; it is emptied by O_TRUNC; root may open it whatever its mode; a failed write has
     changed nothing; it never times out, and once removed it goes on to take writes.
@@ -117,9 +117,9 @@ def short_form(line):
 
 
 @pytest.fixture
-def make_board(request, tmp_path):
-    """Makes a board from the bytes of its EEPROM; None for a board without one."""
+def make_sandbox(request, tmp_path):
+    """Makes a sandbox from the bytes of its EEPROM; None for a sandbox without one."""
     programs = Path(request.config.getoption("--programs")).resolve()
-    return lambda contents, program="kestrel": Board(
-        tmp_path / "board", programs / program, contents
+    return lambda contents, program="kestrel": Sandbox(
+        tmp_path / "sandbox", programs / program, contents
     )

@@ -1,6 +1,6 @@
 """What each command must do to the device, operation by operation: not one more.
 
-An operation is "open", "seek 0", "read 2" and so on, as Board.operations() returns them.
+An operation is "open", "seek 0", "read 2" and so on, as Sandbox.operations() returns them.
 """
 
 import records

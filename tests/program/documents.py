@@ -17,7 +17,5 @@ def recipe(name, document="README.md"):
 
 
 def transcript(name, document="README.md"):
-    """The commands of a session on the board, each with what it printed."""
-    return re.findall(
-        r"^board# (.*)\n((?:(?!board# ).*\n)*)", block(name, "", document), re.MULTILINE
-    )
+    """The commands of a session in the virtual machine, each with what it printed."""
+    return re.findall(r"^vm# (.*)\n((?:(?!vm# ).*\n)*)", block(name, "", document), re.MULTILINE)

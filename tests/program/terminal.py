@@ -61,7 +61,7 @@ ENTER = b"\r"
 
 
 class Terminal:
-    """The menu of a board on a terminal of its own.
+    """The menu of a sandbox on a terminal of its own.
 
     before is a command in front of the program's; shell is a line for the shell in which MENU
     stands for all that.
@@ -69,18 +69,18 @@ class Terminal:
 
     running = []
 
-    def __init__(self, board, rows=24, columns=80, name="screen-256color", before=(), shell=None):
-        self.board = board
+    def __init__(self, sandbox, rows=24, columns=80, name="screen-256color", before=(), shell=None):
+        self.sandbox = sandbox
         self.screen = pyte.Screen(columns, rows)
         self.stream = pyte.ByteStream(self.screen)
         self.transcript = b""
         self.hides_cursor = bool(key("civis", name))
         traced = before or "strace" in (shell or "")
-        environment = board.traced_environment() if traced else board.environment()
+        environment = sandbox.traced_environment() if traced else sandbox.environment()
         environment["TERM"] = name
         for size in ("LINES", "COLUMNS"):
             environment.pop(size, None)
-        command = [*map(str, before), *board.command()]
+        command = [*map(str, before), *sandbox.command()]
         if shell:
             command = ["sh", "-c", shell.replace("MENU", " ".join(command))]
         self.child = pexpect.spawn(
@@ -184,7 +184,9 @@ class Terminal:
         return [
             [
                 Cell(cell.data, cell.fg, cell.bg, cell.reverse)
-                for cell in (self.screen.buffer[row][column] for column in range(self.screen.columns))
+                for cell in (
+                    self.screen.buffer[row][column] for column in range(self.screen.columns)
+                )
             ]
             for row in range(self.screen.lines)
         ]

@@ -13,8 +13,8 @@ USAGE = b"Usage: kestrel-boardtest SUBMODE     (a number; 0 lists the submodes)\
 
 
 @pytest.fixture
-def board_test(make_board):
-    return lambda contents: make_board(contents, "kestrel-boardtest")
+def board_test(make_sandbox):
+    return lambda contents: make_sandbox(contents, "kestrel-boardtest")
 
 
 @pytest.mark.parametrize(
@@ -23,8 +23,8 @@ def board_test(make_board):
     ids=repr,
 )
 def test_without_a_number_the_usage_is_told_with_status_255(board_test, arguments):
-    board = board_test(V2)
-    assert board.run(*arguments) == (255, b"", USAGE)
+    sandbox = board_test(V2)
+    assert sandbox.run(*arguments) == (255, b"", USAGE)
 
 
 def test_the_usage_is_told_without_a_device_too(board_test):
@@ -32,20 +32,20 @@ def test_the_usage_is_told_without_a_device_too(board_test):
 
 
 def test_submode_0_lists_the_submodes(board_test):
-    board = board_test(V2)
-    assert board.run("0") == (0, b"   1 - EEPROM_FORMAT_READ\n   2 - EEPROM_TEST\n", b"")
+    sandbox = board_test(V2)
+    assert sandbox.run("0") == (0, b"   1 - EEPROM_FORMAT_READ\n   2 - EEPROM_TEST\n", b"")
 
 
 @pytest.mark.parametrize("submode", ["3", "-1", "2147483647", "-2147483648"])
 def test_an_unknown_submode_ends_with_a_message(board_test, submode):
-    board = board_test(V2)
-    assert board.run(submode) == (1, b"", b"kestrel-boardtest: i2c unknown submode\n")
+    sandbox = board_test(V2)
+    assert sandbox.run(submode) == (1, b"", b"kestrel-boardtest: i2c unknown submode\n")
 
 
 @pytest.mark.parametrize("version", [1, 2])
 def test_submode_1_dumps_the_record(board_test, version):
-    board = board_test(records.formatted(version))
-    assert board.run("1") == (0, records.text(f"dump-formatted-v{version}.txt"), b"")
+    sandbox = board_test(records.formatted(version))
+    assert sandbox.run("1") == (0, records.text(f"dump-formatted-v{version}.txt"), b"")
 
 
 def test_without_the_device_it_ends_with_the_open_error(board_test):
@@ -63,18 +63,18 @@ def test_output_to_a_full_disk_is_reported(board_test):
 
 
 def test_submode_2_runs_10000_passes_and_changes_nothing(board_test):
-    board = board_test(V2)
-    result = board.run("2")
+    sandbox = board_test(V2)
+    result = sandbox.run("2")
     expected = b"".join(b"loop:%d\n" % left for left in range(10000, 0, -1))
     assert result == (0, expected, b"")
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
-def first_lines(board, count, before=()):
+def first_lines(sandbox, count, before=()):
     """The beginning of what an endurance run prints, messages included; the rest is cut off."""
     process = subprocess.Popen(
-        [*before, *board.command("2")],
-        env=board.traced_environment(),
+        [*before, *sandbox.command("2")],
+        env=sandbox.traced_environment(),
         stdout=subprocess.PIPE,
         stderr=subprocess.STDOUT,
     )
@@ -103,10 +103,10 @@ def test_submode_2_reports_every_failed_read_in_every_pass(board_test, contents,
 
 
 def test_submode_2_pauses_a_millisecond_behind_each_pass_and_leaves_the_device_alone(board_test):
-    board = board_test(V2)
-    log = board.directory / "strace.log"
+    sandbox = board_test(V2)
+    log = sandbox.directory / "strace.log"
     calls = "trace=openat,lseek,read,write,nanosleep,clock_nanosleep"
-    first_lines(board, 3, ["strace", "-o", log, "-e", calls])
+    first_lines(sandbox, 3, ["strace", "-o", log, "-e", calls])
     lines = log.read_text().splitlines()
     start = next(i for i, line in enumerate(lines) if '"loop:10000' in line)
     passes = lines[start : start + 6]
@@ -115,10 +115,12 @@ def test_submode_2_pauses_a_millisecond_behind_each_pass_and_leaves_the_device_a
 
 
 def test_an_interrupted_pause_is_continued(board_test):
-    board = board_test(V2)
-    log = board.directory / "strace.log"
+    sandbox = board_test(V2)
+    log = sandbox.directory / "strace.log"
     inject = "inject=clock_nanosleep:error=EINTR:when=1..3"
-    lines = first_lines(board, 2, ["strace", "-o", log, "-e", "trace=clock_nanosleep", "-e", inject])
+    lines = first_lines(
+        sandbox, 2, ["strace", "-o", log, "-e", "trace=clock_nanosleep", "-e", inject]
+    )
     assert lines == [b"loop:10000\n", b"loop:9999\n"]
     assert len(log.read_text().split("INJECTED")) == 4
 
@@ -126,6 +128,6 @@ def test_an_interrupted_pause_is_continued(board_test):
 @pytest.mark.parametrize("closed", [0, 1, 2])
 def test_a_closed_standard_descriptor_never_lets_output_into_the_device(board_test, closed):
     contents = records.damaged(V2)
-    board = board_test(contents)
-    assert board.run("1", preexec_fn=lambda: os.close(closed)).status == 0
-    assert board.image == contents
+    sandbox = board_test(contents)
+    assert sandbox.run("1", preexec_fn=lambda: os.close(closed)).status == 0
+    assert sandbox.image == contents

@@ -11,10 +11,10 @@ V1 = records.formatted(1)
 V2 = records.formatted(2)
 
 
-def expect_usage_and_255(board, *arguments):
-    before = board.image
-    assert board.run(*arguments) == (255, USAGE, b"")
-    assert board.image == before
+def expect_usage_and_255(sandbox, *arguments):
+    before = sandbox.image
+    assert sandbox.run(*arguments) == (255, USAGE, b"")
+    assert sandbox.image == before
 
 
 def test_the_usage_text_has_21_lines_and_an_empty_one_behind_the_first():
@@ -23,10 +23,10 @@ def test_the_usage_text_has_21_lines_and_an_empty_one_behind_the_first():
 
 
 @pytest.mark.parametrize("arguments", [["--help"], ["-r", "--help"], ["--mac1", "--help"]])
-def test_help_prints_the_usage_text_wherever_it_stands(make_board, arguments):
-    board = make_board(V2)
-    assert board.run(*arguments) == (0, USAGE, b"")
-    assert board.image == V2
+def test_help_prints_the_usage_text_wherever_it_stands(make_sandbox, arguments):
+    sandbox = make_sandbox(V2)
+    assert sandbox.run(*arguments) == (0, USAGE, b"")
+    assert sandbox.image == V2
 
 
 @pytest.mark.parametrize(
@@ -62,24 +62,24 @@ def test_help_prints_the_usage_text_wherever_it_stands(make_board, arguments):
     ],
     ids=lambda arguments: repr(arguments)[:40],
 )
-def test_without_a_known_element_the_usage_text_is_printed_with_status_255(make_board, arguments):
-    expect_usage_and_255(make_board(V2), *arguments)
+def test_without_a_known_element_the_usage_text_is_printed_with_status_255(make_sandbox, arguments):
+    expect_usage_and_255(make_sandbox(V2), *arguments)
 
 
-def test_an_unknown_element_is_refused_on_a_damaged_record_too(make_board):
-    expect_usage_and_255(make_board(records.damaged(V2)), "-r", "--mac0")
+def test_an_unknown_element_is_refused_on_a_damaged_record_too(make_sandbox):
+    expect_usage_and_255(make_sandbox(records.damaged(V2)), "-r", "--mac0")
 
 
-def test_the_first_special_word_is_executed_and_nothing_behind_it(make_board):
-    board = make_board(V2)
-    assert board.run("--raw", "--erase") == (0, records.text("dump-formatted-v2.txt"), b"")
-    assert board.image == V2
-    assert board.run("--erase", "--raw") == (0, b"", b"")
-    assert board.image == records.BLANK_V2
-    assert board.run("--format_v2", "--erase") == (0, b"", b"")
-    assert board.image == V2
-    assert board.run("--help", "--erase") == (0, USAGE, b"")
-    assert board.image == V2
+def test_the_first_special_word_is_executed_and_nothing_behind_it(make_sandbox):
+    sandbox = make_sandbox(V2)
+    assert sandbox.run("--raw", "--erase") == (0, records.text("dump-formatted-v2.txt"), b"")
+    assert sandbox.image == V2
+    assert sandbox.run("--erase", "--raw") == (0, b"", b"")
+    assert sandbox.image == records.BLANK_V2
+    assert sandbox.run("--format_v2", "--erase") == (0, b"", b"")
+    assert sandbox.image == V2
+    assert sandbox.run("--help", "--erase") == (0, USAGE, b"")
+    assert sandbox.image == V2
 
 
 @pytest.mark.parametrize(
@@ -93,16 +93,16 @@ def test_the_first_special_word_is_executed_and_nothing_behind_it(make_board):
         ["--erase", "--format_v2"],
     ],
 )
-def test_a_special_word_is_executed_wherever_it_stands_even_as_a_value(make_board, arguments):
-    board = make_board(V2)
-    assert board.run(*arguments) == (0, b"", b"")
-    assert board.image == records.BLANK_V2
+def test_a_special_word_is_executed_wherever_it_stands_even_as_a_value(make_sandbox, arguments):
+    sandbox = make_sandbox(V2)
+    assert sandbox.run(*arguments) == (0, b"", b"")
+    assert sandbox.image == records.BLANK_V2
 
 
 @pytest.mark.parametrize("arguments", [["-r", "--mac1"], ["--mac1", "-r"], ["-w", "-r", "--mac1"]])
-def test_the_last_mode_word_wins_and_may_stand_anywhere_for_a_read(make_board, arguments):
-    board = make_board(V2)
-    assert board.run(*arguments) == (0, b"02:a5:5e:00:00:00\n", b"")
+def test_the_last_mode_word_wins_and_may_stand_anywhere_for_a_read(make_sandbox, arguments):
+    sandbox = make_sandbox(V2)
+    assert sandbox.run(*arguments) == (0, b"02:a5:5e:00:00:00\n", b"")
 
 
 @pytest.mark.parametrize(
@@ -116,100 +116,100 @@ def test_the_last_mode_word_wins_and_may_stand_anywhere_for_a_read(make_board, a
         ["foo", "--pcb_rev", "001", "bar"],
     ],
 )
-def test_without_read_mode_the_argument_behind_the_option_is_written(make_board, arguments):
-    board = make_board(V2)
-    assert board.run(*arguments) == (0, b"", b"")
-    assert board.image == records.with_field(V2, "--pcb_rev", b"001")
+def test_without_read_mode_the_argument_behind_the_option_is_written(make_sandbox, arguments):
+    sandbox = make_sandbox(V2)
+    assert sandbox.run(*arguments) == (0, b"", b"")
+    assert sandbox.image == records.with_field(V2, "--pcb_rev", b"001")
 
 
-def test_a_mode_word_behind_the_option_is_its_value(make_board):
-    board = make_board(V2)
-    assert board.run("--ser_num", "-w") == (0, b"", b"")
-    assert board.image == records.with_field(V2, "--ser_num", b"-w")
+def test_a_mode_word_behind_the_option_is_its_value(make_sandbox):
+    sandbox = make_sandbox(V2)
+    assert sandbox.run("--ser_num", "-w") == (0, b"", b"")
+    assert sandbox.image == records.with_field(V2, "--ser_num", b"-w")
 
 
-def test_the_first_argument_that_is_an_option_selects_the_element(make_board):
-    board = make_board(V2)
-    assert board.run("-r", "--pcb_rev", "--mac1") == (0, b"000\n", b"")
-    assert board.run("-r", "--mac1", "--pcb_rev") == (0, b"02:a5:5e:00:00:00\n", b"")
-    assert board.run("-w", "--ser_num", "--mac1") == (0, b"", b"")
-    assert board.image == records.with_field(V2, "--ser_num", b"--mac1")
+def test_the_first_argument_that_is_an_option_selects_the_element(make_sandbox):
+    sandbox = make_sandbox(V2)
+    assert sandbox.run("-r", "--pcb_rev", "--mac1") == (0, b"000\n", b"")
+    assert sandbox.run("-r", "--mac1", "--pcb_rev") == (0, b"02:a5:5e:00:00:00\n", b"")
+    assert sandbox.run("-w", "--ser_num", "--mac1") == (0, b"", b"")
+    assert sandbox.image == records.with_field(V2, "--ser_num", b"--mac1")
 
 
-def test_a_value_in_front_of_an_option_is_not_looked_at(make_board):
-    board = make_board(V2)
-    assert board.run("foo", "--mac2", "bar") == (0, b"", b"")
-    assert board.image == V2
+def test_a_value_in_front_of_an_option_is_not_looked_at(make_sandbox):
+    sandbox = make_sandbox(V2)
+    assert sandbox.run("foo", "--mac2", "bar") == (0, b"", b"")
+    assert sandbox.image == V2
 
 
-def test_an_option_may_be_the_value_of_an_unknown_element(make_board):
-    board = make_board(V2)
-    assert board.run("-r", "--mac0", "--valid") == (0, b"1\n", b"")
+def test_an_option_may_be_the_value_of_an_unknown_element(make_sandbox):
+    sandbox = make_sandbox(V2)
+    assert sandbox.run("-r", "--mac0", "--valid") == (0, b"1\n", b"")
 
 
-def test_an_empty_argument_selects_the_last_entry_which_does_nothing(make_board):
-    board = make_board(V2)
-    assert board.run("-r", "") == (0, b"\n", b"")
-    assert board.run("", "value") == (0, b"", b"")
-    assert board.run("-w", "", "value") == (0, b"", b"")
-    assert board.run("-r", "", "--mac1") == (0, b"\n", b"")
-    assert board.image == V2
+def test_an_empty_argument_selects_the_last_entry_which_does_nothing(make_sandbox):
+    sandbox = make_sandbox(V2)
+    assert sandbox.run("-r", "") == (0, b"\n", b"")
+    assert sandbox.run("", "value") == (0, b"", b"")
+    assert sandbox.run("-w", "", "value") == (0, b"", b"")
+    assert sandbox.run("-r", "", "--mac1") == (0, b"\n", b"")
+    assert sandbox.image == V2
 
 
 @pytest.mark.parametrize("option", [*records.FIELDS, ""])
 @pytest.mark.parametrize("mode", [["-w"], []])
-def test_a_missing_value_ends_with_a_message_and_writes_nothing(make_board, mode, option):
-    board = make_board(V2)
+def test_a_missing_value_ends_with_a_message_and_writes_nothing(make_sandbox, mode, option):
+    sandbox = make_sandbox(V2)
     message = b"kestrel: basic_string::_S_construct null not valid\n"
-    assert board.run(*mode, option) == (1, b"", message)
-    assert board.image == V2
+    assert sandbox.run(*mode, option) == (1, b"", message)
+    assert sandbox.image == V2
 
 
 @pytest.mark.parametrize("option", ["--version", "--crc", "--valid"])
 @pytest.mark.parametrize("mode", [["-r", "-w"], ["-w"], []])
-def test_read_only_elements_need_no_value_and_take_any(make_board, mode, option):
-    board = make_board(V2)
-    assert board.run(*mode, option) == (0, b"", b"")
-    assert board.run(*mode, option, "1") == (0, b"", b"")
-    assert board.image == V2
+def test_read_only_elements_need_no_value_and_take_any(make_sandbox, mode, option):
+    sandbox = make_sandbox(V2)
+    assert sandbox.run(*mode, option) == (0, b"", b"")
+    assert sandbox.run(*mode, option, "1") == (0, b"", b"")
+    assert sandbox.image == V2
 
 
-def test_many_arguments_are_scanned_to_the_end(make_board):
-    board = make_board(V2)
-    assert board.run(*["x"] * 5000, "-r", "--valid") == (0, b"1\n", b"")
+def test_many_arguments_are_scanned_to_the_end(make_sandbox):
+    sandbox = make_sandbox(V2)
+    assert sandbox.run(*["x"] * 5000, "-r", "--valid") == (0, b"1\n", b"")
 
 
-def test_the_output_of_a_read_to_a_full_disk_is_reported(make_board):
-    board = make_board(V2)
+def test_the_output_of_a_read_to_a_full_disk_is_reported(make_sandbox):
+    sandbox = make_sandbox(V2)
     message = b"kestrel: Error writing to standard output\n"
     for arguments in (["-r", "--mac1"], ["--raw"], ["--help"], ["-r", "--nothing"]):
         with open("/dev/full", "wb") as full:
-            result = board.run(*arguments, stdout=full)
+            result = sandbox.run(*arguments, stdout=full)
         assert (result.status, result.err) == (1, message), arguments
 
 
-def test_a_line_that_a_terminal_loses_is_reported(make_board):
-    board = make_board(V2)
+def test_a_line_that_a_terminal_loses_is_reported(make_sandbox):
+    sandbox = make_sandbox(V2)
     terminal, standard_output = os.openpty()
-    losing = ["strace", "-f", "-o", board.directory / "log", "-P", os.ttyname(standard_output)]
+    losing = ["strace", "-f", "-o", sandbox.directory / "log", "-P", os.ttyname(standard_output)]
     losing += ["-e", "inject=write:error=EIO:when=2"]
     done = subprocess.run(
-        [*losing, *board.command("--help")],
-        env=board.traced_environment(),
+        [*losing, *sandbox.command("--help")],
+        env=sandbox.traced_environment(),
         stdout=standard_output,
         stderr=subprocess.PIPE,
         check=False,
     )
     os.close(standard_output)
     os.close(terminal)
-    assert "(INJECTED)" in (board.directory / "log").read_text()
+    assert "(INJECTED)" in (sandbox.directory / "log").read_text()
     assert (done.returncode, done.stderr) == (1, b"kestrel: Error writing to standard output\n")
 
 
-def test_a_write_prints_nothing_and_so_does_not_mind_a_full_disk(make_board):
-    board = make_board(V2)
+def test_a_write_prints_nothing_and_so_does_not_mind_a_full_disk(make_sandbox):
+    sandbox = make_sandbox(V2)
     with open("/dev/full", "wb") as full:
-        result = board.run("-w", "--pcb_rev", "001", stdout=full)
+        result = sandbox.run("-w", "--pcb_rev", "001", stdout=full)
     assert (result.status, result.err) == (0, b"")
 
 
@@ -220,19 +220,19 @@ def test_a_write_prints_nothing_and_so_does_not_mind_a_full_disk(make_board):
     ids=["read", "dump", "usage", "failure"],
 )
 def test_closed_standard_descriptors_never_let_output_into_the_device(
-    make_board, closed, arguments, status
+    make_sandbox, closed, arguments, status
 ):
-    board = make_board(records.damaged(V2))
-    before = board.image
-    usual = board.run(*arguments)
+    sandbox = make_sandbox(records.damaged(V2))
+    before = sandbox.image
+    usual = sandbox.run(*arguments)
     assert usual.status == status
 
     def close_them():
         for descriptor in closed:
             os.close(descriptor)
 
-    result = board.run(*arguments, preexec_fn=close_them)
-    assert board.image == before
+    result = sandbox.run(*arguments, preexec_fn=close_them)
+    assert sandbox.image == before
     if len(closed) == 1:  # the test bed itself takes the next free number for a socket
         out = b"" if 1 in closed else usual.out
         err = b"" if 2 in closed else usual.err
@@ -240,26 +240,26 @@ def test_closed_standard_descriptors_never_let_output_into_the_device(
 
 
 @pytest.mark.parametrize("closed", ["", "<&- >&- 2>&-"], ids=["none closed", "all closed"])
-def test_the_device_never_gets_the_number_of_a_standard_descriptor(make_board, closed):
-    board = make_board(V2)
-    log = board.directory / "strace.log"
-    line = " ".join(["exec", *board.command("-r", "--version"), closed])
+def test_the_device_never_gets_the_number_of_a_standard_descriptor(make_sandbox, closed):
+    sandbox = make_sandbox(V2)
+    log = sandbox.directory / "strace.log"
+    line = " ".join(["exec", *sandbox.command("-r", "--version"), closed])
     command = ["strace", "-o", log, "-e", "trace=openat", "sh", "-c", line]
-    subprocess.run(command, env=board.traced_environment(), stdout=subprocess.PIPE, check=False)
+    subprocess.run(command, env=sandbox.traced_environment(), stdout=subprocess.PIPE, check=False)
     opened = [line for line in log.read_text().splitlines() if "O_RDWR)" in line]
-    assert str(board.path) in opened[-1]
+    assert str(sandbox.path) in opened[-1]
     assert int(opened[-1].split("=")[1]) > 2
     # Those that are open are left alone.
     assert any('"/dev/null"' in line for line in opened) == bool(closed)
 
 
-def test_without_dev_null_a_closed_standard_descriptor_ends_the_program(make_board):
-    board = make_board(V2)
-    null = ["strace", "-o", board.directory / "strace.log", "-P", "/dev/null"]
+def test_without_dev_null_a_closed_standard_descriptor_ends_the_program(make_sandbox):
+    sandbox = make_sandbox(V2)
+    null = ["strace", "-o", sandbox.directory / "strace.log", "-P", "/dev/null"]
     null += ["-e", "inject=openat:error=EMFILE"]
     done = subprocess.run(
-        [*null, *board.command("-r", "--version")],
-        env=board.traced_environment(),
+        [*null, *sandbox.command("-r", "--version")],
+        env=sandbox.traced_environment(),
         capture_output=True,
         check=False,
         preexec_fn=lambda: os.close(0),
@@ -269,8 +269,8 @@ def test_without_dev_null_a_closed_standard_descriptor_ends_the_program(make_boa
     assert done.stderr.startswith(b"kestrel: Error opening /dev/null: ")
 
 
-def test_a_write_with_all_standard_descriptors_closed_still_works(make_board):
-    board = make_board(V2)
-    result = board.run("-w", "--pcb_rev", "001", preexec_fn=lambda: os.closerange(0, 3))
+def test_a_write_with_all_standard_descriptors_closed_still_works(make_sandbox):
+    sandbox = make_sandbox(V2)
+    result = sandbox.run("-w", "--pcb_rev", "001", preexec_fn=lambda: os.closerange(0, 3))
     assert result.status == 0
-    assert board.image == records.with_field(V2, "--pcb_rev", b"001")
+    assert sandbox.image == records.with_field(V2, "--pcb_rev", b"001")

@@ -108,7 +108,9 @@ class Shell:
 
     def offered(self, line):
         """The words listed behind the line, which has to end with none of them."""
-        return {*re.findall(r"(?<!\S)(?:--?[a-z]\w*|\d)(?!\S)", self.listed(line))} - {*line.split()}
+        return {*re.findall(r"(?<!\S)(?:--?[a-z]\w*|\d)(?!\S)", self.listed(line))} - {
+            *line.split()
+        }
 
 
 @pytest.fixture(scope="module")
@@ -214,8 +216,8 @@ def test_of_a_value_the_form_is_shown_and_the_line_left_alone(shell, option):
         assert shell.line(line + TAB * 4) == line
 
 
-def test_the_forms_shown_are_accepted(shell, make_board):
-    board = make_board(records.formatted(2))
+def test_the_forms_shown_are_accepted(shell, make_sandbox):
+    sandbox = make_sandbox(records.formatted(2))
     for option in elements.WRITABLE:
         form = shell.form(f"kestrel -w {option} ")
         if example := re.search(r': "?(.*?)"?$', form):
@@ -223,11 +225,11 @@ def test_the_forms_shown_are_accepted(shell, make_board):
         else:
             values = ["x" * int(length) for length in re.findall(r"\d\d", form)]
             too_long = values[-1] + "x"
-            board.write(option, too_long)
-            assert board.read(option) != too_long.encode()
+            sandbox.write(option, too_long)
+            assert sandbox.read(option) != too_long.encode()
         for value in values:
-            board.write(option, value)
-            assert board.read(option) == value.encode()
+            sandbox.write(option, value)
+            assert sandbox.read(option) == value.encode()
 
 
 def test_pressing_tab_again_and_again_never_gives_what_erases(shell):

@@ -7,8 +7,8 @@ from device_operations import FORMAT, VERSION_READ, bring_up, element_write, era
 VERSIONS = pytest.mark.parametrize("version", [1, 2])
 
 
-def operations_behind_bring_up(board, version, *arguments):
-    operations = board.operations(*arguments)
+def operations_behind_bring_up(sandbox, version, *arguments):
+    operations = sandbox.operations(*arguments)
     assert operations[:5] == bring_up(version)
     assert operations[-1] == "close"
     return operations[5:-1]
@@ -18,27 +18,27 @@ def operations_behind_bring_up(board, version, *arguments):
 @pytest.mark.parametrize(
     "option", [*records.FIELDS, "--crc", "--valid", ""], ids=lambda option: option or "END"
 )
-def test_a_read_only_brings_the_record_up(make_board, version, option):
-    board = make_board(records.formatted(version))
-    assert operations_behind_bring_up(board, version, "-r", option) == []
+def test_a_read_only_brings_the_record_up(make_sandbox, version, option):
+    sandbox = make_sandbox(records.formatted(version))
+    assert operations_behind_bring_up(sandbox, version, "-r", option) == []
 
 
 @VERSIONS
-def test_the_version_is_read_from_the_device_once_more(make_board, version):
-    board = make_board(records.formatted(version))
-    assert operations_behind_bring_up(board, version, "-r", "--version") == VERSION_READ
+def test_the_version_is_read_from_the_device_once_more(make_sandbox, version):
+    sandbox = make_sandbox(records.formatted(version))
+    assert operations_behind_bring_up(sandbox, version, "-r", "--version") == VERSION_READ
 
 
 @VERSIONS
-def test_the_dump_reads_only_the_version_from_the_device(make_board, version):
-    board = make_board(records.formatted(version))
-    assert operations_behind_bring_up(board, version, "--raw") == VERSION_READ
+def test_the_dump_reads_only_the_version_from_the_device(make_sandbox, version):
+    sandbox = make_sandbox(records.formatted(version))
+    assert operations_behind_bring_up(sandbox, version, "--raw") == VERSION_READ
 
 
 @VERSIONS
-def test_help_brings_the_record_up_too(make_board, version):
-    board = make_board(records.formatted(version))
-    assert operations_behind_bring_up(board, version, "--help") == []
+def test_help_brings_the_record_up_too(make_sandbox, version):
+    sandbox = make_sandbox(records.formatted(version))
+    assert operations_behind_bring_up(sandbox, version, "--help") == []
 
 
 @VERSIONS
@@ -56,9 +56,9 @@ def test_help_brings_the_record_up_too(make_board, version):
         ("--pcb_rev", "001"),
     ],
 )
-def test_a_field_is_written_read_back_and_followed_by_the_crc(make_board, version, option, value):
-    board = make_board(records.formatted(version))
-    assert operations_behind_bring_up(board, version, "-w", option, value) == element_write(
+def test_a_field_is_written_read_back_and_followed_by_the_crc(make_sandbox, version, option, value):
+    sandbox = make_sandbox(records.formatted(version))
+    assert operations_behind_bring_up(sandbox, version, "-w", option, value) == element_write(
         version, option, records.FIELDS[option][version + 1]
     )
 
@@ -66,9 +66,9 @@ def test_a_field_is_written_read_back_and_followed_by_the_crc(make_board, versio
 @VERSIONS
 @pytest.mark.parametrize("option", ["--pcb_ser_num", "--ser_num"])
 @pytest.mark.parametrize("value", ["", "1", "123456789012"])
-def test_a_serial_number_is_cleared_and_then_written(make_board, version, option, value):
-    board = make_board(records.formatted(version))
-    assert operations_behind_bring_up(board, version, "-w", option, value) == element_write(
+def test_a_serial_number_is_cleared_and_then_written(make_sandbox, version, option, value):
+    sandbox = make_sandbox(records.formatted(version))
+    assert operations_behind_bring_up(sandbox, version, "-w", option, value) == element_write(
         version, option, len(value)
     )
 
@@ -78,29 +78,29 @@ def test_a_serial_number_is_cleared_and_then_written(make_board, version, option
     "arguments",
     [["--mac1", "x"], ["--ser_num", "x" * 14], ["--pcb_rev", ""], ["--crc"], ["--valid", "1"]],
 )
-def test_a_refused_value_does_not_touch_the_device(make_board, version, arguments):
-    board = make_board(records.formatted(version))
-    assert operations_behind_bring_up(board, version, "-w", *arguments) == []
+def test_a_refused_value_does_not_touch_the_device(make_sandbox, version, arguments):
+    sandbox = make_sandbox(records.formatted(version))
+    assert operations_behind_bring_up(sandbox, version, "-w", *arguments) == []
 
 
 @VERSIONS
-def test_erase_writes_the_device_once_and_reads_it_back(make_board, version):
-    board = make_board(records.formatted(version))
-    assert operations_behind_bring_up(board, version, "--erase") == erasing(version)
+def test_erase_writes_the_device_once_and_reads_it_back(make_sandbox, version):
+    sandbox = make_sandbox(records.formatted(version))
+    assert operations_behind_bring_up(sandbox, version, "--erase") == erasing(version)
 
 
-def test_format_v1_writes_header_and_fields_in_their_order(make_board):
-    board = make_board(records.formatted(1))
-    assert operations_behind_bring_up(board, 1, "--format_v1") == FORMAT[1]
+def test_format_v1_writes_header_and_fields_in_their_order(make_sandbox):
+    sandbox = make_sandbox(records.formatted(1))
+    assert operations_behind_bring_up(sandbox, 1, "--format_v1") == FORMAT[1]
 
 
-def test_format_v2_writes_header_and_fields_in_their_order(make_board):
-    board = make_board(records.BLANK_V2)
-    assert operations_behind_bring_up(board, 2, "--format_v2") == FORMAT[2]
+def test_format_v2_writes_header_and_fields_in_their_order(make_sandbox):
+    sandbox = make_sandbox(records.BLANK_V2)
+    assert operations_behind_bring_up(sandbox, 2, "--format_v2") == FORMAT[2]
 
 
-def test_formatting_the_other_version_uses_the_new_layout_from_the_header_on(make_board):
-    board = make_board(records.formatted(2))
-    assert operations_behind_bring_up(board, 2, "--format_v1") == FORMAT[1]
-    board.image = records.formatted(1, 2048)
-    assert operations_behind_bring_up(board, 1, "--format_v2") == FORMAT[2]
+def test_formatting_the_other_version_uses_the_new_layout_from_the_header_on(make_sandbox):
+    sandbox = make_sandbox(records.formatted(2))
+    assert operations_behind_bring_up(sandbox, 2, "--format_v1") == FORMAT[1]
+    sandbox.image = records.formatted(1, 2048)
+    assert operations_behind_bring_up(sandbox, 1, "--format_v2") == FORMAT[2]

@@ -45,7 +45,7 @@ def test_every_document_that_the_readme_links_is_installed(build, tmp_path):
     assert {f"/usr/share/doc/kestrel/{link}" for link in links} <= names
 
 
-def test_an_installed_program_works(make_board, build, tmp_path):
+def test_an_installed_program_works(make_sandbox, build, tmp_path):
     installed(build, tmp_path, "/usr")
-    board = make_board(records.formatted(2), tmp_path / "usr/bin/kestrel")
-    assert board.read("--valid") == b"1"
+    sandbox = make_sandbox(records.formatted(2), tmp_path / "usr/bin/kestrel")
+    assert sandbox.read("--valid") == b"1"

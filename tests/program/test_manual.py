@@ -112,16 +112,16 @@ def script_of(body):
 
 
 @pytest.mark.parametrize("body, part, after", RUNS)
-def test_an_example_prints_what_the_page_shows(make_board, body, part, after):
-    board = make_board(PARTS[part])
-    done = board.shell(script_of(body), stderr=subprocess.STDOUT)
+def test_an_example_prints_what_the_page_shows(make_sandbox, body, part, after):
+    sandbox = make_sandbox(PARTS[part])
+    done = sandbox.shell(script_of(body), stderr=subprocess.STDOUT)
     shown = "".join(line + "\n" for line in body) if body[0].startswith("$ ") else ""
     assert (done.out.decode(), done.status) == (shown, 0)
     if after == "formatted":
-        assert board.image == PARTS["formatted-" + part[-2:]]
+        assert sandbox.image == PARTS["formatted-" + part[-2:]]
     else:
         assert after in (None, "as it was")
-        assert board.image == PARTS[part] or not after
+        assert sandbox.image == PARTS[part] or not after
 
 
 @pytest.mark.parametrize("page, parts, after, body", EXAMPLES, ids=lambda value: "")
@@ -136,11 +136,11 @@ def test_an_example_can_be_copied_from_the_screen(page, parts, after, body):
         assert indented in "\n".join(map(str.rstrip, lines))
 
 
-def test_the_script_that_reads_back_notices_a_refused_value(make_board):
+def test_the_script_that_reads_back_notices_a_refused_value(make_sandbox):
     [body] = [body for _, _, _, body in EXAMPLES if body[0] == "put() {"]
-    board = make_board(PARTS["formatted-v2"])
+    sandbox = make_sandbox(PARTS["formatted-v2"])
     script = script_of(body).replace("SN-0000004711", "SN-00000004711")
-    done = board.shell(script, stderr=subprocess.STDOUT)
+    done = sandbox.shell(script, stderr=subprocess.STDOUT)
     assert (done.out, done.status) == (b"--ser_num was not taken: SN-00000004711\n", 1)
 
 
@@ -264,11 +264,15 @@ def layout(version):
     """The members of the version's layout with their numbers, None for an absent field."""
     source = (ROOT / "boardsupport/RecordLayout.cpp").read_text()
     body = re.search(rf"kVersion{version} = {{\n(.*?)\n}};", source, re.DOTALL)[1]
-    members = re.findall(r"(.*?)// *(\w+)", body.replace("//  \n", "").replace("//\n", ""), re.DOTALL)
+    members = re.findall(
+        r"(.*?)// *(\w+)", body.replace("//  \n", "").replace("//\n", ""), re.DOTALL
+    )
     number = {"kNoField": None}
     return {
-        name: [number.get(word) if word in number else int(word)
-               for word in re.findall(r"kNoField|\d+", values)]
+        name: [
+            number.get(word) if word in number else int(word)
+            for word in re.findall(r"kNoField|\d+", values)
+        ]
         for values, name in members
     }
 
@@ -297,8 +301,11 @@ def test_the_positions_are_those_of_the_layout(version):
 @VERSIONS
 def test_the_absent_fields_are_named(version):
     rest = RECORD[RECORD.index(f".Ss Version {version}") :]
-    absent = in_one_line(re.search(r"^Absent from this version (?:is|are) (.*?)\.$", rest,
-                                   re.DOTALL | re.MULTILINE)[1])
+    absent = in_one_line(
+        re.search(r"^Absent from this version (?:is|are) (.*?)\.$", rest, re.DOTALL | re.MULTILINE)[
+            1
+        ]
+    )
     here, other = positions(version), positions(3 - version)
     for name in {*other} - {*here}:
         name = re.sub(r"AioCalibration \d", "AioCalibration 0 to 7", name).strip("()")

@@ -92,19 +92,19 @@ READS = 12
 
 
 @pytest.mark.parametrize("size", [(24, 80), (40, 132), (24, 71), (50, 200)])
-def test_a_fresh_version_2_board_shows_all_entries(make_board, size):
-    terminal = Terminal(make_board(V2), *size)
+def test_a_fresh_version_2_board_shows_all_entries(make_sandbox, size):
+    terminal = Terminal(make_sandbox(V2), *size)
     terminal.expect(screen_of(values_of(V2), "FormatVersion", size=size))
 
 
-def test_a_fresh_version_1_board_shows_all_entries(make_board):
-    terminal = Terminal(make_board(V1))
+def test_a_fresh_version_1_board_shows_all_entries(make_sandbox):
+    terminal = Terminal(make_sandbox(V1))
     terminal.expect(screen_of(values_of(V1), "FormatVersion"))
 
 
-def test_the_smallest_terminal_shows_one_entry_at_a_time(make_board):
+def test_the_smallest_terminal_shows_one_entry_at_a_time(make_sandbox):
     size = (7, 71)
-    terminal = Terminal(make_board(V2), *size)
+    terminal = Terminal(make_sandbox(V2), *size)
     values = values_of(V2)
     terminal.expect(screen_of(values, "FormatVersion", size=size))
     for index, name in enumerate(ENTRIES[1:], 1):
@@ -114,9 +114,9 @@ def test_the_smallest_terminal_shows_one_entry_at_a_time(make_board):
     terminal.expect(screen_of(values, "END", first=16, size=size))
 
 
-def test_a_list_longer_than_the_terminal_scrolls_by_one_line(make_board):
+def test_a_list_longer_than_the_terminal_scrolls_by_one_line(make_sandbox):
     size = (16, 80)
-    terminal = Terminal(make_board(V2), *size)
+    terminal = Terminal(make_sandbox(V2), *size)
     values = values_of(V2)
     terminal.go_to("PCB Rev")
     terminal.expect(screen_of(values, "PCB Rev", size=size))
@@ -128,27 +128,27 @@ def test_a_list_longer_than_the_terminal_scrolls_by_one_line(make_board):
     terminal.expect(screen_of(values, "FormatVersion", size=size))
 
 
-def test_a_terminal_without_colours_shows_the_same_texts(make_board):
-    terminal = Terminal(make_board(V2), name="vt100")
+def test_a_terminal_without_colours_shows_the_same_texts(make_sandbox):
+    terminal = Terminal(make_sandbox(V2), name="vt100")
     terminal.press(key("kcud1", "vt100"))
     terminal.expect(screen_of(values_of(V2), "MAC1", colours=False))
 
 
 @pytest.mark.parametrize("size", [(24, 70), (6, 80), (6, 70), (1, 200), (100, 1)])
-def test_a_terminal_too_small_is_refused_and_given_back(make_board, size):
-    board = make_board(V2)
-    terminal = Terminal(board, *size, shell="MENU 2>" + str(board.directory / "errors"))
+def test_a_terminal_too_small_is_refused_and_given_back(make_sandbox, size):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox, *size, shell="MENU 2>" + str(sandbox.directory / "errors"))
     assert terminal.wait_for_end() == 1
-    assert (board.directory / "errors").read_text() == (
+    assert (sandbox.directory / "errors").read_text() == (
         "kestrel: the menu needs a terminal of 7 rows and 71 columns at least; "
         f"this one has {size[0]} and {size[1]}\n"
     )
     assert terminal.gives_terminal_back()
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
-def test_up_and_down_move_one_entry_and_stop_at_both_ends(make_board):
-    terminal = Terminal(make_board(V2))
+def test_up_and_down_move_one_entry_and_stop_at_both_ends(make_sandbox):
+    terminal = Terminal(make_sandbox(V2))
     values = values_of(V2)
     terminal.press(UP)
     terminal.expect(screen_of(values, "FormatVersion"))
@@ -161,8 +161,8 @@ def test_up_and_down_move_one_entry_and_stop_at_both_ends(make_board):
     terminal.expect(screen_of(values, "valid"))
 
 
-def test_a_key_redraws_only_what_it_changes(make_board):
-    terminal = Terminal(make_board(V2))
+def test_a_key_redraws_only_what_it_changes(make_sandbox):
+    terminal = Terminal(make_sandbox(V2))
     terminal.press(DOWN)
     before = len(terminal.transcript)
     terminal.press(DOWN)
@@ -178,34 +178,34 @@ def test_a_key_redraws_only_what_it_changes(make_board):
     ],
     ids=repr,
 )
-def test_every_other_key_is_ignored_in_the_list(make_board, sent):
-    board = make_board(V2)
-    terminal = Terminal(board)
+def test_every_other_key_is_ignored_in_the_list(make_sandbox, sent):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     terminal.go_to("MAC2")
     terminal.press(sent)
     # The next key shows that the one before has been dealt with, Escape after its delay.
     terminal.press(DOWN)
     terminal.expect(screen_of(values_of(V2), "MAC3"))
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
 @pytest.mark.parametrize("name", ["FormatVersion", "Crc32", "valid"])
-def test_enter_does_nothing_on_a_read_only_entry(make_board, name):
-    board = make_board(V2)
-    terminal = Terminal(board)
+def test_enter_does_nothing_on_a_read_only_entry(make_sandbox, name):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     terminal.go_to(name)
     terminal.press(ENTER)
     terminal.expect(screen_of(values_of(V2), name))
     terminal.press(b"x", DOWN, UP)
     terminal.expect(screen_of(values_of(V2), name))
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
 @pytest.mark.parametrize("name", EDITS)
-def test_an_edit_is_shown_stored_and_read_again(make_board, name):
+def test_an_edit_is_shown_stored_and_read_again(make_sandbox, name):
     typed, stored, shown = EDITS[name]
-    board = make_board(V2)
-    terminal = Terminal(board)
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     values = values_of(V2)
     old = values[ENTRIES.index(name)]
     terminal.go_to(name)
@@ -218,53 +218,53 @@ def test_an_edit_is_shown_stored_and_read_again(make_board, name):
     terminal.press(b"\x7f", BACKSPACE)
     terminal.press(*[bytes([byte]) for byte in typed.encode()])
     terminal.expect(screen_of(values, name, f"{name}: {typed}"))
-    assert board.image == V2
+    assert sandbox.image == V2
     terminal.press(ENTER)
 
     expected = records.with_field(V2, OPTIONS[name], bytes.fromhex(stored))
     new_values = values_of(expected)
     assert new_values[ENTRIES.index(name)] == shown
     terminal.expect(screen_of(new_values, name))
-    assert board.image == expected
+    assert sandbox.image == expected
 
 
-def test_an_edit_of_a_version_1_board_is_stored_at_its_places(make_board):
-    board = make_board(V1)
-    terminal = Terminal(board)
+def test_an_edit_of_a_version_1_board_is_stored_at_its_places(make_sandbox):
+    sandbox = make_sandbox(V1)
+    terminal = Terminal(sandbox)
     terminal.go_to("PCB SerialNumber")
     terminal.edit(b"12CHARACTERS")
     terminal.press(ENTER)
     expected = records.with_field(V1, "--pcb_ser_num", b"12CHARACTERS")
     terminal.expect(screen_of(values_of(expected), "PCB SerialNumber"))
-    assert board.image == expected
+    assert sandbox.image == expected
 
 
 @pytest.mark.parametrize("name", REFUSED)
-def test_a_refused_edit_leaves_the_old_value(make_board, name):
-    board = make_board(V2)
-    terminal = Terminal(board)
+def test_a_refused_edit_leaves_the_old_value(make_sandbox, name):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     terminal.go_to(name)
     terminal.edit(REFUSED[name].encode())
     terminal.expect(screen_of(values_of(V2), name, f"{name}: {REFUSED[name]}"))
     terminal.press(ENTER)
     terminal.expect(screen_of(values_of(V2), name))
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
-def test_a_refused_pcb_serial_number_leaves_the_old_value(make_board):
-    board = make_board(V1)
-    terminal = Terminal(board)
+def test_a_refused_pcb_serial_number_leaves_the_old_value(make_sandbox):
+    sandbox = make_sandbox(V1)
+    terminal = Terminal(sandbox)
     terminal.go_to("PCB SerialNumber")
     terminal.edit(b"13 CHARACTERS")
     terminal.press(ENTER)
     terminal.expect(screen_of(values_of(V1), "PCB SerialNumber"))
-    assert board.image == V1
+    assert sandbox.image == V1
 
 
-def test_an_edit_on_the_smallest_terminal_is_stored(make_board):
+def test_an_edit_on_the_smallest_terminal_is_stored(make_sandbox):
     size = (7, 71)
-    board = make_board(V2)
-    terminal = Terminal(board, *size)
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox, *size)
     terminal.go_to("PCB Rev")
     terminal.edit(b"B02")
     at = ENTRIES.index("PCB Rev")
@@ -273,20 +273,20 @@ def test_an_edit_on_the_smallest_terminal_is_stored(make_board):
     terminal.press(ENTER)
     expected = records.with_field(V2, "--pcb_rev", b"B02")
     terminal.expect(screen_of(values_of(expected), "PCB Rev", first=at, size=size))
-    assert board.image == expected
+    assert sandbox.image == expected
 
 
 @pytest.mark.parametrize("name", OPTIONS)
-def test_enter_twice_writes_the_unchanged_value(make_board, name):
-    board = make_board(V2)
-    terminal = Terminal(board)
+def test_enter_twice_writes_the_unchanged_value(make_sandbox, name):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     terminal.go_to(name)
     position, length = records.FIELDS[OPTIONS[name]][1], records.FIELDS[OPTIONS[name]][3]
     # Behind the program's back, so that the write can be seen.
-    board.image = records.patched(V2, position, b"\x01" * length)
+    sandbox.image = records.patched(V2, position, b"\x01" * length)
     terminal.press(ENTER, ENTER)
     terminal.expect(screen_of(values_of(V2), name))
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
 def code(number):
@@ -325,9 +325,9 @@ def code(number):
     ],
     ids=repr,
 )
-def test_a_key_in_an_edit_appends_the_bytes_of_its_code(make_board, sent, appended):
-    board = make_board(V2)
-    terminal = Terminal(board)
+def test_a_key_in_an_edit_appends_the_bytes_of_its_code(make_sandbox, sent, appended):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     terminal.go_to("PCB SerialNumber")
     terminal.edit(b"<")
     terminal.press(sent)
@@ -336,7 +336,7 @@ def test_a_key_in_an_edit_appends_the_bytes_of_its_code(make_board, sent, append
     terminal.press(b">", ENTER)
     expected = records.with_field(V2, "--pcb_ser_num", b"<" + appended + b">")
     terminal.settle()
-    assert board.image == expected
+    assert sandbox.image == expected
     shown = "<" + "".join(chr(byte) if 32 <= byte < 127 else "?" for byte in appended) + ">"
     values = values_of(records.with_field(V2, "--pcb_ser_num", b""))
     values[ENTRIES.index("PCB SerialNumber")] = shown
@@ -344,17 +344,17 @@ def test_a_key_in_an_edit_appends_the_bytes_of_its_code(make_board, sent, append
     terminal.expect(screen_of(values, "PCB SerialNumber"))
 
 
-def test_the_enter_key_of_the_keypad_appends_its_code(make_board):
-    board = make_board(V2)
-    terminal = Terminal(board, name="vt100")
+def test_the_enter_key_of_the_keypad_appends_its_code(make_sandbox):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox, name="vt100")
     terminal.press(*[key("kcud1", "vt100")] * ENTRIES.index("SerialNumber"), ENTER)
     terminal.press(*[b"\x7f"] * 13, key("kent", "vt100"), ENTER)
-    assert board.image == records.with_field(V2, "--ser_num", code(curses.KEY_ENTER))
+    assert sandbox.image == records.with_field(V2, "--ser_num", code(curses.KEY_ENTER))
 
 
-def test_the_input_is_as_long_as_the_longest_value_at_the_start(make_board):
-    board = make_board(V2)
-    terminal = Terminal(board)
+def test_the_input_is_as_long_as_the_longest_value_at_the_start(make_sandbox):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     terminal.go_to("PCB SerialNumber")
     longest = len("2014-01-01 00:00:00")
     terminal.edit(b"0123456789012345678901234")
@@ -363,21 +363,21 @@ def test_the_input_is_as_long_as_the_longest_value_at_the_start(make_board):
     terminal.expect(screen_of(values_of(V2), "PCB SerialNumber", prompt))
 
 
-def test_a_special_key_may_go_one_byte_beyond_the_longest_value(make_board):
-    board = make_board(V2)
-    terminal = Terminal(board)
+def test_a_special_key_may_go_one_byte_beyond_the_longest_value(make_sandbox):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     terminal.go_to("PCB SerialNumber")
     terminal.edit(b"012345678901234567")
     terminal.press(key("khome"), key("khome"), b"x", ENTER)
     stored = b"012345678901234567" + code(curses.KEY_HOME)
     assert len(stored) == 20
-    assert board.image == records.with_field(V2, "--pcb_ser_num", stored)
+    assert sandbox.image == records.with_field(V2, "--pcb_ser_num", stored)
 
 
-def test_a_value_longer_than_the_limit_can_be_shortened_but_not_grown(make_board):
+def test_a_value_longer_than_the_limit_can_be_shortened_but_not_grown(make_sandbox):
     contents = records.with_field(V2, "--pcb_ser_num", b"p" * 36)
-    board = make_board(records.damaged(contents))
-    terminal = Terminal(board)
+    sandbox = make_sandbox(records.damaged(contents))
+    terminal = Terminal(sandbox)
     terminal.go_to("PCB Rev")
     terminal.press(ENTER, ENTER)  # gives the record a valid CRC
     terminal.go_to("PCB SerialNumber", "PCB Rev")
@@ -387,23 +387,23 @@ def test_a_value_longer_than_the_limit_can_be_shortened_but_not_grown(make_board
     assert terminal.row(22) == " $>PCB SerialNumber: " + "p" * 18 + "y"
 
 
-def test_a_value_longer_than_all_at_the_start_keeps_to_its_line(make_board):
+def test_a_value_longer_than_all_at_the_start_keeps_to_its_line(make_sandbox):
     contents = records.damaged(records.with_field(V2, "--pcb_ser_num", b"p" * 36))
-    board = make_board(contents)
-    terminal = Terminal(board)
+    sandbox = make_sandbox(contents)
+    terminal = Terminal(sandbox)
     terminal.expect(screen_of(failure_values(), "FormatVersion"))
     terminal.go_to("PCB Rev")
     terminal.press(ENTER, ENTER)
     repaired = records.with_crc(contents)
-    assert board.image == repaired
+    assert sandbox.image == repaired
     terminal.expect(screen_of(values_of(repaired), "PCB Rev"))
     terminal.press(UP, DOWN, DOWN)
     terminal.expect(screen_of(values_of(repaired), "SerialNumber"))
 
 
-def test_the_value_column_stays_as_wide_when_the_longest_value_is_shortened(make_board):
+def test_the_value_column_stays_as_wide_when_the_longest_value_is_shortened(make_sandbox):
     contents = records.with_field(V2, "--pcb_ser_num", b"p" * 36)
-    terminal = Terminal(make_board(contents))
+    terminal = Terminal(make_sandbox(contents))
     terminal.go_to("PCB SerialNumber")
     terminal.edit(b"p")
     terminal.press(ENTER)
@@ -411,10 +411,10 @@ def test_the_value_column_stays_as_wide_when_the_longest_value_is_shortened(make
     terminal.expect(screen_of(values_of(shortened), "PCB SerialNumber", column=36))
 
 
-def test_a_value_that_grows_on_a_scrolled_list_keeps_the_current_entry(make_board):
+def test_a_value_that_grows_on_a_scrolled_list_keeps_the_current_entry(make_sandbox):
     size = (9, 80)
     contents = records.damaged(records.with_field(V2, "--pcb_ser_num", b"p" * 36))
-    terminal = Terminal(make_board(contents), *size)
+    terminal = Terminal(make_sandbox(contents), *size)
     terminal.go_to("PCB Rev")
     terminal.press(ENTER, ENTER)
     terminal.settle()
@@ -428,49 +428,49 @@ def test_a_value_that_grows_on_a_scrolled_list_keeps_the_current_entry(make_boar
 @pytest.mark.parametrize(
     "name, image", [("Format_v2", V2), ("Erase", records.BLANK_V2)], ids=["format", "erase"]
 )
-def test_a_command_is_announced_executed_and_leaves_the_old_values(make_board, name, image):
+def test_a_command_is_announced_executed_and_leaves_the_old_values(make_sandbox, name, image):
     contents = records.with_field(V2, "--pcb_rev", b"XYZ")
-    board = make_board(contents)
+    sandbox = make_sandbox(contents)
     values = values_of(contents)
     # The part is slow, so that the announcement can be seen.
-    slow = ["strace", "-o", board.directory / "log", "-P", board.path]
+    slow = ["strace", "-o", sandbox.directory / "log", "-P", sandbox.path]
     slow += ["-e", "inject=write:delay_enter=3s:when=1"]
-    terminal = Terminal(board, before=slow)
+    terminal = Terminal(sandbox, before=slow)
     terminal.expect(screen_of(values, "FormatVersion"))
     terminal.go_to(name)
     terminal.child.send(ENTER)
     announced = screen_of(values, name, f"Executing {name} command...")
     terminal.wait_until(lambda: terminal.cells() == announced)
     assert terminal.cells() == announced
-    assert board.image == contents
+    assert sandbox.image == contents
     terminal.expect(screen_of(values, name))
-    assert board.image == image
+    assert sandbox.image == image
 
     terminal.press(UP, DOWN)
     terminal.expect(screen_of(values, name))
 
 
-def test_the_values_are_read_again_with_the_next_edit_behind_a_command(make_board):
-    board = make_board(records.with_field(V2, "--pcb_rev", b"XYZ"))
-    terminal = Terminal(board)
+def test_the_values_are_read_again_with_the_next_edit_behind_a_command(make_sandbox):
+    sandbox = make_sandbox(records.with_field(V2, "--pcb_rev", b"XYZ"))
+    terminal = Terminal(sandbox)
     terminal.go_to("Format_v2")
     terminal.press(ENTER)
-    assert board.image == V2
+    assert sandbox.image == V2
     terminal.go_to("SerialNumber", "Format_v2")
     terminal.press(ENTER, ENTER)
     terminal.expect(screen_of(values_of(V2), "SerialNumber"))
 
 
-def test_an_edit_behind_an_erase_starts_from_the_stale_value(make_board):
-    board = make_board(V2)
-    terminal = Terminal(board)
+def test_an_edit_behind_an_erase_starts_from_the_stale_value(make_sandbox):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     terminal.go_to("Erase")
     terminal.press(ENTER)
-    assert board.image == records.BLANK_V2
+    assert sandbox.image == records.BLANK_V2
     terminal.go_to("MAC1", "Erase")
     terminal.press(ENTER, ENTER)
     expected = records.with_field(records.BLANK_V2, "--mac1", bytes.fromhex("02a55e000000"))
-    assert board.image == expected
+    assert sandbox.image == expected
     # The record is valid again, and what it holds besides the MAC is all ones.
     assert terminal.row(4) == " -->MAC1              02:a5:5e:00:00:00"
     assert terminal.row(5) == "    MAC2              ff:ff:ff:ff:ff:ff"
@@ -481,10 +481,10 @@ def test_an_edit_behind_an_erase_starts_from_the_stale_value(make_board):
 
 
 @pytest.mark.parametrize("contents", [V1, V2], ids=["version 1", "version 2"])
-def test_a_damaged_record_shows_failure_values_and_reports_each_read(make_board, contents):
-    board = make_board(records.damaged(contents))
-    errors = board.directory / "errors"
-    terminal = Terminal(board, shell=f"MENU 2>{errors}")
+def test_a_damaged_record_shows_failure_values_and_reports_each_read(make_sandbox, contents):
+    sandbox = make_sandbox(records.damaged(contents))
+    errors = sandbox.directory / "errors"
+    terminal = Terminal(sandbox, shell=f"MENU 2>{errors}")
     values = failure_values(str(records.version_of(contents)))
     terminal.expect(screen_of(values, "FormatVersion"))
     # To measure the values, to make the menu, and to show them.
@@ -495,11 +495,11 @@ def test_a_damaged_record_shows_failure_values_and_reports_each_read(make_board,
     terminal.press(ENTER)
     terminal.expect(screen_of(values, "MAC1"))
     assert errors.read_bytes() == b"CRC invalid\n" * 4 * READS
-    assert board.image == records.damaged(contents)
+    assert sandbox.image == records.damaged(contents)
 
 
-def test_the_messages_of_a_damaged_record_do_not_spoil_the_screen(make_board):
-    terminal = Terminal(make_board(records.damaged(V2)))
+def test_the_messages_of_a_damaged_record_do_not_spoil_the_screen(make_sandbox):
+    terminal = Terminal(make_sandbox(records.damaged(V2)))
     terminal.expect(screen_of(failure_values(), "FormatVersion"))
     before_the_screen = terminal.transcript.split(key("smcup"))[0]
     assert before_the_screen.count(b"CRC invalid\r\n") == READS
@@ -511,53 +511,51 @@ def test_the_messages_of_a_damaged_record_do_not_spoil_the_screen(make_board):
     terminal.expect(screen_of(failure_values(), "MAC2"))
 
 
-def test_the_message_of_a_failed_erase_does_not_spoil_the_screen(make_board):
-    board = make_board(V2)
-    protected = ["strace", "-o", board.directory / "log", "-P", board.path]
+def test_the_message_of_a_failed_erase_does_not_spoil_the_screen(make_sandbox):
+    sandbox = make_sandbox(V2)
+    protected = ["strace", "-o", sandbox.directory / "log", "-P", sandbox.path]
     protected += ["-e", "inject=write:retval=2048"]
-    terminal = Terminal(board, before=protected)
+    terminal = Terminal(sandbox, before=protected)
     terminal.go_to("Erase")
     terminal.press(ENTER)
     terminal.expect(screen_of(values_of(V2), "Erase"))
     assert b"write verified error (write protected?)\n" in terminal.transcript
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
-def test_an_edit_of_a_write_protected_part_ends_in_the_middle_of_the_screen(make_board):
-    board = make_board(V2)
-    protected = ["strace", "-o", board.directory / "log", "-P", board.path]
+def test_an_edit_of_a_write_protected_part_ends_in_the_middle_of_the_screen(make_sandbox):
+    sandbox = make_sandbox(V2)
+    protected = ["strace", "-o", sandbox.directory / "log", "-P", sandbox.path]
     protected += ["-e", "inject=write:retval=6"]
-    terminal = Terminal(board, before=protected)
+    terminal = Terminal(sandbox, before=protected)
     terminal.go_to("MAC1")
     terminal.edit(b"02:a5:5e:00:00:01")
     terminal.press(ENTER)
     assert terminal.wait_for_end() == 1
     assert terminal.transcript.endswith(b"kestrel: write verified error (write protected?)\n")
     assert not terminal.gives_terminal_back()
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
-def test_a_format_of_a_write_protected_part_ends_in_the_middle_of_the_screen(make_board):
+def test_a_format_of_a_write_protected_part_ends_in_the_middle_of_the_screen(make_sandbox):
     contents = records.with_field(V2, "--pcb_rev", b"XYZ")
-    board = make_board(contents)
-    protected = ["strace", "-o", board.directory / "log", "-P", board.path]
+    sandbox = make_sandbox(contents)
+    protected = ["strace", "-o", sandbox.directory / "log", "-P", sandbox.path]
     protected += ["-e", "inject=write:retval=255"]
-    terminal = Terminal(board, before=protected)
+    terminal = Terminal(sandbox, before=protected)
     terminal.go_to("Format_v2")
     terminal.press(ENTER)
     assert terminal.wait_for_end() == 1
-    assert terminal.transcript.endswith(
-        b"kestrel: write verified error (write protected?)\n"
-    )
+    assert terminal.transcript.endswith(b"kestrel: write verified error (write protected?)\n")
     assert b"Executing Format_v2 command..." in terminal.transcript
     assert not terminal.gives_terminal_back()
-    assert board.image == contents
+    assert sandbox.image == contents
 
 
-def test_a_date_too_short_ends_in_the_middle_of_the_screen(make_board):
-    board = make_board(V2)
-    errors = board.directory / "errors"
-    terminal = Terminal(board, shell=f"MENU 2>{errors}")
+def test_a_date_too_short_ends_in_the_middle_of_the_screen(make_sandbox):
+    sandbox = make_sandbox(V2)
+    errors = sandbox.directory / "errors"
+    terminal = Terminal(sandbox, shell=f"MENU 2>{errors}")
     terminal.go_to("DateOfProduction")
     terminal.edit(b"2026-11-15")
     terminal.press(ENTER)
@@ -565,7 +563,7 @@ def test_a_date_too_short_ends_in_the_middle_of_the_screen(make_board):
     assert not terminal.gives_terminal_back()
     assert errors.read_bytes().startswith(b"kestrel: ")
     assert errors.read_bytes().count(b"\n") == 1
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
 def modes(terminal):
@@ -576,9 +574,9 @@ def modes(terminal):
     return bool(local & termios.ECHO), bool(local & termios.ICANON)
 
 
-def test_end_gives_the_terminal_back_with_status_0(make_board):
-    board = make_board(V2)
-    terminal = Terminal(board, shell="MENU; echo status $?; read line")
+def test_end_gives_the_terminal_back_with_status_0(make_sandbox):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox, shell="MENU; echo status $?; read line")
     assert modes(terminal) == (False, False)
     terminal.go_to("END")
     terminal.press(ENTER)
@@ -586,34 +584,34 @@ def test_end_gives_the_terminal_back_with_status_0(make_board):
     assert terminal.transcript.endswith(b"status 0\r\n")
     assert terminal.gives_terminal_back()
     assert modes(terminal) == (True, True)
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
-def test_return_is_enter_on_a_terminal_that_does_not_translate_it(make_board):
-    terminal = Terminal(make_board(V2), shell="stty -icrnl; MENU")
+def test_return_is_enter_on_a_terminal_that_does_not_translate_it(make_sandbox):
+    terminal = Terminal(make_sandbox(V2), shell="stty -icrnl; MENU")
     terminal.go_to("END")
     terminal.press(ENTER)
     assert terminal.wait_for_end() == 0
 
 
-def test_f1_leaves_the_screen_up_with_status_0(make_board):
-    board = make_board(V2)
-    terminal = Terminal(board, shell="MENU; status=$?; read line; exit $status")
+def test_f1_leaves_the_screen_up_with_status_0(make_sandbox):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox, shell="MENU; status=$?; read line; exit $status")
     terminal.press(F1)
     assert not terminal.gives_terminal_back()
     assert modes(terminal) == (False, False)
     terminal.expect(screen_of(values_of(V2), "FormatVersion"))
     terminal.press(b"\n")
     assert terminal.wait_for_end() == 0
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
 @pytest.mark.parametrize("in_edit", [False, True], ids=["in the list", "in an edit"])
-def test_a_hang_up_that_is_ignored_ends_the_menu_within_a_second(make_board, in_edit):
-    board = make_board(V2)
-    outcome = board.directory / "outcome"
+def test_a_hang_up_that_is_ignored_ends_the_menu_within_a_second(make_sandbox, in_edit):
+    sandbox = make_sandbox(V2)
+    outcome = sandbox.directory / "outcome"
     terminal = Terminal(
-        board, shell=f"trap '' HUP; MENU 2>{outcome}; echo status $? >>{outcome}; exit"
+        sandbox, shell=f"trap '' HUP; MENU 2>{outcome}; echo status $? >>{outcome}; exit"
     )
     terminal.go_to("MAC1")
     if in_edit:
@@ -627,21 +625,21 @@ def test_a_hang_up_that_is_ignored_ends_the_menu_within_a_second(make_board, in_
         b"kestrel: Error reading from the terminal: its input is gone\nstatus 1\n"
     )
     assert outcome.stat().st_mtime - gone < 1
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
-def test_the_end_of_the_input_ends_the_menu_and_gives_the_terminal_back(make_board):
-    board = make_board(V2)
-    terminal = Terminal(board, shell="MENU </dev/null")
+def test_the_end_of_the_input_ends_the_menu_and_gives_the_terminal_back(make_sandbox):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox, shell="MENU </dev/null")
     assert terminal.wait_for_end() == 1
     assert terminal.gives_terminal_back()
     message = b"kestrel: Error reading from the terminal: its input is gone\r\n"
     assert terminal.transcript.endswith(message)
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
-def test_a_suspended_and_continued_menu_goes_on(make_board):
-    terminal = Terminal(make_board(V2), shell="set -m; MENU; fg")
+def test_a_suspended_and_continued_menu_goes_on(make_sandbox):
+    terminal = Terminal(make_sandbox(V2), shell="set -m; MENU; fg")
     terminal.go_to("MAC1")
     terminal.press(b"\x1a")  # Ctrl-Z, which the shell answers by bringing the menu back
     terminal.press(ENTER)
@@ -649,8 +647,8 @@ def test_a_suspended_and_continued_menu_goes_on(make_board):
     terminal.expect(screen_of(values_of(V2), "MAC1", "MAC1: 02:a5:5e:00:00:0"))
 
 
-def test_a_stopped_and_continued_menu_goes_on(make_board):
-    terminal = Terminal(make_board(V2))
+def test_a_stopped_and_continued_menu_goes_on(make_sandbox):
+    terminal = Terminal(make_sandbox(V2))
     terminal.go_to("MAC1")
     terminal.press(ENTER)
     os.kill(terminal.child.pid, signal.SIGSTOP)
@@ -660,8 +658,8 @@ def test_a_stopped_and_continued_menu_goes_on(make_board):
     terminal.expect(screen_of(values_of(V2), "MAC1", "MAC1: 02:a5:5e:00:00:0"))
 
 
-def test_a_resize_in_the_list_changes_nothing(make_board):
-    terminal = Terminal(make_board(V2))
+def test_a_resize_in_the_list_changes_nothing(make_sandbox):
+    terminal = Terminal(make_sandbox(V2))
     terminal.go_to("MAC3")
     terminal.resize(40, 132)
     terminal.press(DOWN)
@@ -676,20 +674,20 @@ def test_a_resize_in_the_list_changes_nothing(make_board):
     ]
 
 
-def test_a_resize_in_an_edit_appends_nothing(make_board):
-    board = make_board(V2)
-    terminal = Terminal(board)
+def test_a_resize_in_an_edit_appends_nothing(make_sandbox):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     terminal.go_to("SerialNumber")
     terminal.edit(b"a")
     terminal.resize(30, 100)
     terminal.resize(24, 80)
     terminal.press(b"b", ENTER)
-    assert board.image == records.with_field(V2, "--ser_num", b"ab")
+    assert sandbox.image == records.with_field(V2, "--ser_num", b"ab")
 
 
-def test_without_its_prompt_row_an_edit_wipes_no_other_line(make_board):
-    board = make_board(V2)
-    terminal = Terminal(board)
+def test_without_its_prompt_row_an_edit_wipes_no_other_line(make_sandbox):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     terminal.go_to("SerialNumber")
     terminal.press(ENTER)
     terminal.resize(15, 80)
@@ -699,7 +697,7 @@ def test_without_its_prompt_row_an_edit_wipes_no_other_line(make_board):
     assert terminal.screen.display == lines
     terminal.press(ENTER)
     expected = records.with_field(V2, "--ser_num", b"000000000000x")
-    assert board.image == expected
+    assert sandbox.image == expected
     values = values_of(expected)
     assert [terminal.row(row) for row in (4, 13, 14)] == [
         "    MAC1              02:a5:5e:00:00:00",
@@ -712,8 +710,8 @@ def test_without_its_prompt_row_an_edit_wipes_no_other_line(make_board):
     terminal.expect(screen_of(values, "SerialNumber"))
 
 
-def test_on_a_narrow_terminal_the_prompt_is_cut_off(make_board):
-    terminal = Terminal(make_board(V2))
+def test_on_a_narrow_terminal_the_prompt_is_cut_off(make_sandbox):
+    terminal = Terminal(make_sandbox(V2))
     terminal.go_to("DateOfProduction")
     terminal.resize(24, 30)
     terminal.press(ENTER)
@@ -724,8 +722,8 @@ def test_on_a_narrow_terminal_the_prompt_is_cut_off(make_board):
     assert terminal.row(23) == " **************"
 
 
-def test_the_list_comes_back_as_soon_as_there_is_room_for_it(make_board):
-    terminal = Terminal(make_board(V2))
+def test_the_list_comes_back_as_soon_as_there_is_room_for_it(make_sandbox):
+    terminal = Terminal(make_sandbox(V2))
     terminal.resize(12, 80)
     terminal.go_to("Erase")
     terminal.resize(21, 75)
@@ -736,16 +734,16 @@ def test_the_list_comes_back_as_soon_as_there_is_room_for_it(make_board):
     terminal.expect(screen_of(values, "Erase", size=(24, 79)))
 
 
-def test_the_narrowest_terminal_with_room_for_the_list_has_it_again(make_board):
-    terminal = Terminal(make_board(V2))
+def test_the_narrowest_terminal_with_room_for_the_list_has_it_again(make_sandbox):
+    terminal = Terminal(make_sandbox(V2))
     terminal.resize(24, 30)
     terminal.resize(24, 71)
     terminal.expect(screen_of(values_of(V2), "FormatVersion", size=(24, 71)))
 
 
-def test_a_tiny_terminal_keeps_the_menu_running_until_there_is_room(make_board):
-    board = make_board(V2)
-    terminal = Terminal(board)
+def test_a_tiny_terminal_keeps_the_menu_running_until_there_is_room(make_sandbox):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     terminal.go_to("MAC1")
     for size in [(3, 20), (1, 1), (24, 60), (6, 80)]:
         terminal.resize(*size)
@@ -759,11 +757,13 @@ def test_a_tiny_terminal_keeps_the_menu_running_until_there_is_room(make_board):
 
 
 # On ARM a char has no sign: the bytes above 0x7f find what depends on one.
-def test_bytes_that_are_not_printable_stay_in_their_line_and_survive_an_unchanged_enter(make_board):
+def test_bytes_that_are_not_printable_stay_in_their_line_and_survive_an_unchanged_enter(
+    make_sandbox,
+):
     stored = b"a\nb\x1b[2J\t\xff\x80%\x7f"
     contents = records.with_field(V2, "--ser_num", stored)
-    board = make_board(contents)
-    terminal = Terminal(board)
+    sandbox = make_sandbox(contents)
+    terminal = Terminal(sandbox)
     values = values_of(V2)
     values[ENTRIES.index("SerialNumber")] = "a?b?[2J???%?"
     values[ENTRIES.index("Crc32")] = str(int.from_bytes(contents[179:183], "big"))
@@ -773,24 +773,24 @@ def test_bytes_that_are_not_printable_stay_in_their_line_and_survive_an_unchange
     terminal.expect(screen_of(values, "SerialNumber", "SerialNumber: a?b?[2J???%?"))
     terminal.press(ENTER)
     terminal.expect(screen_of(values, "SerialNumber"))
-    assert board.image == contents
+    assert sandbox.image == contents
 
 
-def test_an_empty_value_can_be_edited(make_board):
+def test_an_empty_value_can_be_edited(make_sandbox):
     contents = records.with_field(V2, "--ser_num", b"")
-    board = make_board(contents)
-    terminal = Terminal(board)
+    sandbox = make_sandbox(contents)
+    terminal = Terminal(sandbox)
     terminal.expect(screen_of(values_of(contents), "FormatVersion"))
     terminal.go_to("SerialNumber")
     terminal.press(ENTER, BACKSPACE, b"n", b"e", b"w", ENTER)
     expected = records.with_field(V2, "--ser_num", b"new")
     terminal.expect(screen_of(values_of(expected), "SerialNumber"))
-    assert board.image == expected
+    assert sandbox.image == expected
 
 
-def test_several_edits_leave_exactly_their_fields_changed(make_board):
-    board = make_board(V2)
-    terminal = Terminal(board)
+def test_several_edits_leave_exactly_their_fields_changed(make_sandbox):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     expected, at = V2, "FormatVersion"
     for name in reversed(EDITS):
         terminal.go_to(name, at)
@@ -799,15 +799,15 @@ def test_several_edits_leave_exactly_their_fields_changed(make_board):
         terminal.press(ENTER)
         expected = records.with_field(expected, OPTIONS[name], bytes.fromhex(EDITS[name][1]))
         terminal.expect(screen_of(values_of(expected), name))
-    assert board.image == expected
+    assert sandbox.image == expected
 
 
-def test_the_menu_works_in_a_real_terminal_multiplexer(make_board):
-    board = make_board(V2)
-    tmux = ["tmux", "-S", str(board.directory / "tmux"), "-f", "/dev/null"]
+def test_the_menu_works_in_a_real_terminal_multiplexer(make_sandbox):
+    sandbox = make_sandbox(V2)
+    tmux = ["tmux", "-S", str(sandbox.directory / "tmux"), "-f", "/dev/null"]
 
     def call(*arguments):
-        environment = {**board.environment(), "TERM": "screen-256color"}
+        environment = {**sandbox.environment(), "TERM": "screen-256color"}
         done = subprocess.run([*tmux, *arguments], env=environment, capture_output=True)
         return done.stdout.decode()
 
@@ -818,7 +818,7 @@ def test_the_menu_works_in_a_real_terminal_multiplexer(make_board):
             time.sleep(0.05)
         assert call("capture-pane", "-p").rstrip("\n") == text
 
-    call("new-session", "-d", "-x", "80", "-y", "24", " ".join(board.command()))
+    call("new-session", "-d", "-x", "80", "-y", "24", " ".join(sandbox.command()))
     call("set-option", "status", "off")
     call("resize-window", "-x", "80", "-y", "24")
     try:
@@ -826,6 +826,6 @@ def test_the_menu_works_in_a_real_terminal_multiplexer(make_board):
         call("send-keys", "Down", "Enter", "BSpace", "a", "Enter")
         edited = records.with_field(V2, "--mac1", bytes.fromhex("02a55e00000a"))
         expect(screen_of(values_of(edited), "MAC1"))
-        assert board.image == edited
+        assert sandbox.image == edited
     finally:
         call("kill-server")

@@ -6,7 +6,7 @@ from pathlib import Path
 
 import pytest
 import records
-from conftest import Board, short_form
+from conftest import Sandbox, short_form
 
 ROOT = Path(__file__).parents[2]
 DOCS = ROOT / "docs"
@@ -44,8 +44,8 @@ def fields_of(version):
 
 
 @pytest.mark.parametrize("version", [1, 2])
-def test_the_map_of_the_record_has_each_field_as_it_is_written(make_board, version):
-    operations = make_board(records.formatted(version)).operations(f"--format_v{version}")
+def test_the_map_of_the_record_has_each_field_as_it_is_written(make_sandbox, version):
+    operations = make_sandbox(records.formatted(version)).operations(f"--format_v{version}")
     written = {}
     for seek, write in zip(operations, operations[1:]):
         if seek.startswith("seek") and write.startswith("write"):
@@ -85,9 +85,9 @@ def sequence():
             functions = []
 
 
-def calls_with_callers(board, *arguments):
+def calls_with_callers(sandbox, *arguments):
     """The device calls of a run, each with the functions that lead to it, the outermost first."""
-    result, lines = board.strace(["-k"], arguments)
+    result, lines = sandbox.strace(["-k"], arguments)
     assert (result.status, result.err) == (0, b"")
     calls = []
     for line in lines:
@@ -101,8 +101,8 @@ def calls_with_callers(board, *arguments):
 def test_the_write_sequence_is_that_of_a_run(tmp_path):
     # Not of the build under test: an optimised one has functions that the stack does not show.
     subprocess.run([ROOT / "script/build", "dev", "kestrel"], check=True)
-    board = Board(tmp_path / "board", ROOT / "build/dev/kestrel", records.formatted(2))
-    run = calls_with_callers(board, "-w", "--pcb_rev", "001")
+    sandbox = Sandbox(tmp_path / "sandbox", ROOT / "build/dev/kestrel", records.formatted(2))
+    run = calls_with_callers(sandbox, "-w", "--pcb_rev", "001")
     drawn = list(sequence())
     assert [call for call, _ in drawn] == [call for call, _ in run]
     for (call, functions), (_, stack) in zip(drawn, run):
@@ -111,7 +111,7 @@ def test_the_write_sequence_is_that_of_a_run(tmp_path):
 
 def includes():
     """(name, name) of all sources: the first one's files include the second one's header."""
-    for folder in ("tool", "boardsupport"):
+    for folder in ("tool", "process", "boardsupport"):
         for source in (ROOT / folder).iterdir():
             for header in re.findall(r'^#include "(\w+)\.h"', source.read_text(), re.MULTILINE):
                 yield source.stem, header

@@ -47,15 +47,15 @@ PARTS = {
 
 
 @pytest.mark.parametrize("part", PARTS)
-def test_every_element_of_a_formatted_record_is_read(make_board, part):
-    board = make_board(PARTS[part])
+def test_every_element_of_a_formatted_record_is_read(make_sandbox, part):
+    sandbox = make_sandbox(PARTS[part])
     for option, value in FORMATTED_VALUES.items():
-        assert board.read(option) == value, option
-    version = records.version_of(board.image)
-    assert board.read("--version") == str(version).encode()
-    stored = zlib.crc32(board.image[: records.CRC_POSITION[version]])
-    assert board.read("--crc") == str(stored).encode()
-    assert board.image == PARTS[part]
+        assert sandbox.read(option) == value, option
+    version = records.version_of(sandbox.image)
+    assert sandbox.read("--version") == str(version).encode()
+    stored = zlib.crc32(sandbox.image[: records.CRC_POSITION[version]])
+    assert sandbox.read("--crc") == str(stored).encode()
+    assert sandbox.image == PARTS[part]
 
 
 @pytest.mark.parametrize(
@@ -63,49 +63,49 @@ def test_every_element_of_a_formatted_record_is_read(make_board, part):
     [records.damaged(V1), records.damaged(V2), records.BLANK_V2, bytes(2048)],
     ids=["damaged version 1", "damaged version 2", "blank", "zero"],
 )
-def test_reads_of_an_invalid_record_report_it_and_print_their_failure_value(make_board, contents):
-    board = make_board(contents)
+def test_reads_of_an_invalid_record_report_it_and_print_their_failure_value(make_sandbox, contents):
+    sandbox = make_sandbox(contents)
     for option, value in FAILURE_VALUES.items():
-        assert board.run("-r", option) == (0, value + b"\n", b"CRC invalid\n"), option
-    assert board.read("--valid") == b"0"
-    assert board.image == contents
+        assert sandbox.run("-r", option) == (0, value + b"\n", b"CRC invalid\n"), option
+    assert sandbox.read("--valid") == b"0"
+    assert sandbox.image == contents
 
 
-def test_a_damaged_crc_is_found_as_well_as_a_damaged_field(make_board):
-    board = make_board(V2)
+def test_a_damaged_crc_is_found_as_well_as_a_damaged_field(make_sandbox):
+    sandbox = make_sandbox(V2)
     for position in (2, 100, 178, 179, 182):
-        board.image = records.patched(V2, position, bytes([V2[position] ^ 0x80]))
-        assert board.run("-r", "--mac1").err == b"CRC invalid\n", position
+        sandbox.image = records.patched(V2, position, bytes([V2[position] ^ 0x80]))
+        assert sandbox.run("-r", "--mac1").err == b"CRC invalid\n", position
 
 
-def test_bytes_behind_the_crc_do_not_matter(make_board):
-    board = make_board(records.patched(V2, 183, b"\xa5" * 1865))
-    assert board.read("--mac1") == b"02:a5:5e:00:00:00"
-    board.image = records.patched(V1, 107, b"\xa5" * 21)
-    assert board.read("--mac1") == b"02:a5:5e:00:00:00"
+def test_bytes_behind_the_crc_do_not_matter(make_sandbox):
+    sandbox = make_sandbox(records.patched(V2, 183, b"\xa5" * 1865))
+    assert sandbox.read("--mac1") == b"02:a5:5e:00:00:00"
+    sandbox.image = records.patched(V1, 107, b"\xa5" * 21)
+    assert sandbox.read("--mac1") == b"02:a5:5e:00:00:00"
 
 
 @pytest.mark.parametrize("word", [0, 2, 3, 256, 0x1234, 0xFFFF])
-def test_every_version_but_1_is_read_as_version_2_and_shown_in_decimal(make_board, word):
-    board = make_board(records.with_crc(word.to_bytes(2, "big") + V2[2:]))
-    assert board.read("--version") == str(word).encode()
-    assert board.read("--ser_num") == b"0000000000000"
+def test_every_version_but_1_is_read_as_version_2_and_shown_in_decimal(make_sandbox, word):
+    sandbox = make_sandbox(records.with_crc(word.to_bytes(2, "big") + V2[2:]))
+    assert sandbox.read("--version") == str(word).encode()
+    assert sandbox.read("--ser_num") == b"0000000000000"
 
 
-def test_a_date_with_bytes_above_99_is_shown_wider(make_board):
-    board = make_board(records.with_field(V2, "--productiondate", b"\xff" * 7))
-    assert board.read("--productiondate") == b"255255-255-255 255:255:255"
+def test_a_date_with_bytes_above_99_is_shown_wider(make_sandbox):
+    sandbox = make_sandbox(records.with_field(V2, "--productiondate", b"\xff" * 7))
+    assert sandbox.read("--productiondate") == b"255255-255-255 255:255:255"
 
 
-def test_texts_end_at_the_first_zero_byte(make_board):
-    board = make_board(records.with_field(V2, "--hardware_rev", b"A\0B"))
-    assert board.read("--hardware_rev") == b"A"
-    board.image = records.with_field(V2, "--ser_num", b"\0hidden")
-    assert board.read("--ser_num") == b""
+def test_texts_end_at_the_first_zero_byte(make_sandbox):
+    sandbox = make_sandbox(records.with_field(V2, "--hardware_rev", b"A\0B"))
+    assert sandbox.read("--hardware_rev") == b"A"
+    sandbox.image = records.with_field(V2, "--ser_num", b"\0hidden")
+    assert sandbox.read("--ser_num") == b""
 
 
-def test_texts_that_fill_their_field_are_read_whole(make_board):
-    board = make_board(records.with_field(V2, "--pcb_ser_num", b"x" * 36))
-    assert board.read("--pcb_ser_num") == b"x" * 36
-    board.image = records.with_field(V1, "--pcb_ser_num", b"y" * 12)
-    assert board.read("--pcb_ser_num") == b"y" * 12
+def test_texts_that_fill_their_field_are_read_whole(make_sandbox):
+    sandbox = make_sandbox(records.with_field(V2, "--pcb_ser_num", b"x" * 36))
+    assert sandbox.read("--pcb_ser_num") == b"x" * 36
+    sandbox.image = records.with_field(V1, "--pcb_ser_num", b"y" * 12)
+    assert sandbox.read("--pcb_ser_num") == b"y" * 12

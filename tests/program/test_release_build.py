@@ -69,16 +69,16 @@ def test_it_calls_the_plain_file_functions_which_a_test_bed_can_replace(program)
         (records.BLANK_V1, ["--raw"], 1),
     ],
 )
-def test_valgrind_finds_nothing(make_board, emulated, program, contents, arguments, status):
+def test_valgrind_finds_nothing(make_sandbox, emulated, program, contents, arguments, status):
     if emulated:
         pytest.skip("Valgrind runs programs of this machine only")
-    board = make_board(contents)
+    sandbox = make_sandbox(contents)
     # An exception that ends the process is not freed, and not lost either.
     checker = ["valgrind", "-q", "--error-exitcode=99", "--leak-check=full"]
     checker += ["--show-leak-kinds=definite,indirect", "--errors-for-leak-kinds=definite,indirect"]
     done = subprocess.run(
         ["umockdev-wrapper", *checker, program, *arguments],
-        env=board.environment(),
+        env=sandbox.environment(),
         capture_output=True,
         check=False,
     )

@@ -14,17 +14,19 @@ V1 = records.formatted(1)
 V2 = records.formatted(2)
 
 
-def follow(board, *name):
-    """Runs a recipe of a document, as it stands there, on the board."""
-    return board.shell(recipe(*name))
+def follow(sandbox, *name):
+    """Runs a recipe of a document, as it stands there, on the sandbox."""
+    return sandbox.shell(recipe(*name))
 
 
 @pytest.mark.parametrize("contents", [records.BLANK_V1, bytes(128), records.MISTAKEN_V1])
-def test_a_part_of_128_bytes_that_cannot_be_loaded_is_formatted_by_the_recipe(make_board, contents):
-    board = make_board(contents)
-    assert board.run("--format_v1").status == 1
-    assert follow(board, "format").status == 0
-    assert board.image == V1
+def test_a_part_of_128_bytes_that_cannot_be_loaded_is_formatted_by_the_recipe(
+    make_sandbox, contents
+):
+    sandbox = make_sandbox(contents)
+    assert sandbox.run("--format_v1").status == 1
+    assert follow(sandbox, "format").status == 0
+    assert sandbox.image == V1
 
 
 @pytest.mark.parametrize(
@@ -32,51 +34,62 @@ def test_a_part_of_128_bytes_that_cannot_be_loaded_is_formatted_by_the_recipe(ma
     [(records.damaged(V1), V1), (records.damaged(V2), V2), (records.BLANK_V2, V2)],
     ids=["damaged v1", "damaged v2", "blank v2"],
 )
-def test_the_recipe_for_a_record_that_is_not_intact_ends_with_a_fresh_one(make_board, before, after):
-    board = make_board(before)
-    done = follow(board, "format")
+def test_the_recipe_for_a_record_that_is_not_intact_ends_with_a_fresh_one(
+    make_sandbox, before, after
+):
+    sandbox = make_sandbox(before)
+    done = follow(sandbox, "format")
     assert (done.status, done.out[-2:]) == (0, b"1\n")
-    assert board.image == after
+    assert sandbox.image == after
 
 
 NOT_TAKEN = b"the serial number was not taken\n"
 
 
-def test_the_read_back_of_a_script_passes_what_was_written(make_board):
-    board = make_board(V2)
-    assert follow(board, "read-back").status == 0
-    assert board.image == records.with_field(V2, "--ser_num", b"SN-0000004711")
+def test_the_read_back_of_a_script_passes_what_was_written(make_sandbox):
+    sandbox = make_sandbox(V2)
+    assert follow(sandbox, "read-back").status == 0
+    assert sandbox.image == records.with_field(V2, "--ser_num", b"SN-0000004711")
 
 
-def test_the_read_back_of_a_script_notices_a_failed_write(make_board):
-    board = make_board(V2)
-    fault = ["strace", "-o", "/dev/null", "-f", "-P", str(board.path), "-e", "inject=write:retval=13"]
-    assert board.shell(recipe("read-back"), fault).status == 1
+def test_the_read_back_of_a_script_notices_a_failed_write(make_sandbox):
+    sandbox = make_sandbox(V2)
+    fault = [
+        "strace",
+        "-o",
+        "/dev/null",
+        "-f",
+        "-P",
+        str(sandbox.path),
+        "-e",
+        "inject=write:retval=13",
+    ]
+    assert sandbox.shell(recipe("read-back"), fault).status == 1
 
 
-def test_the_read_back_of_a_script_notices_a_refused_value(make_board):
+def test_the_read_back_of_a_script_notices_a_refused_value(make_sandbox):
     too_long = recipe("read-back").replace("SN-0000004711", "SN-00000047110")
-    result = make_board(V2).shell(too_long)
+    result = make_sandbox(V2).shell(too_long)
     assert result == (1, b"", NOT_TAKEN)
 
 
-def test_the_read_back_of_a_script_notices_the_fixed_value_of_a_damaged_record(make_board):
+def test_the_read_back_of_a_script_notices_the_fixed_value_of_a_damaged_record(make_sandbox):
     unwritten = recipe("read-back").replace('kestrel -w --ser_num "$serial"', "true")
     unwritten = unwritten.replace("SN-0000004711", "0000000000000")
-    result = make_board(records.damaged(V2)).shell(unwritten)
+    result = make_sandbox(records.damaged(V2)).shell(unwritten)
     assert (result.status, result.err) == (1, b"CRC invalid\n" + NOT_TAKEN)
 
 
-def test_the_recipe_with_a_lock_waits_for_the_other_writer(make_board):
-    board = make_board(V2)
+def test_the_recipe_with_a_lock_waits_for_the_other_writer(make_sandbox):
+    sandbox = make_sandbox(V2)
     with subprocess.Popen(
-        ["flock", str(board.path), "sh", "-c", "echo locked; sleep 0.5"], stdout=subprocess.PIPE
+        ["flock", str(sandbox.path), "sh", "-c", "echo locked; sleep 0.5"], stdout=subprocess.PIPE
     ) as other:
         assert other.stdout.readline() == b"locked\n"
         start = time.monotonic()
-        assert follow(board, "lock", "docs/reliability.md").status == 0
+        assert follow(sandbox, "lock", "docs/reliability.md").status == 0
         assert time.monotonic() - start > 0.3
-    assert board.image == records.with_field(V2, "--ser_num", b"SN-0000004711")
+    assert sandbox.image == records.with_field(V2, "--ser_num", b"SN-0000004711")
 
 
 @pytest.mark.parametrize("document", ["README.md", "CONTRIBUTING.md", "docs/architecture.md"])
@@ -86,9 +99,9 @@ def test_the_links_of_a_document_lead_to_files(document):
     assert links and all((path.parent / link).is_file() for link in links), links
 
 
-def virtual_board(*arguments):
+def in_sandbox(*arguments):
     return subprocess.run(
-        [ROOT / "script/virtual-board", *arguments],
+        [ROOT / "script/sandbox", *arguments],
         capture_output=True,
         check=False,
         stdin=subprocess.DEVNULL,
@@ -99,41 +112,41 @@ def virtual_board(*arguments):
 @pytest.mark.parametrize(
     "part, version, size", [(["--v1"], 1, 128), (["--v2"], 2, 2048)], ids=["v1", "v2"]
 )
-def test_a_virtual_board_has_a_formatted_part(part, version, size):
-    done = virtual_board(*part, "cat", "/sys/bus/i2c/devices/0-0050/eeprom")
+def test_a_sandbox_has_a_formatted_part(part, version, size):
+    done = in_sandbox(*part, "cat", "/sys/bus/i2c/devices/0-0050/eeprom")
     assert (done.returncode, done.stderr) == (0, b"")
     assert done.stdout == records.formatted(version, size)
 
 
-def test_a_virtual_board_has_a_blank_part_unless_told_otherwise():
-    done = virtual_board("cat", "/sys/bus/i2c/devices/0-0050/eeprom")
+def test_a_sandbox_has_a_blank_part_unless_told_otherwise():
+    done = in_sandbox("cat", "/sys/bus/i2c/devices/0-0050/eeprom")
     assert (done.returncode, done.stdout, done.stderr) == (0, records.BLANK_V2, b"")
 
 
-def test_a_virtual_board_keeps_the_named_image(tmp_path):
+def test_a_sandbox_keeps_the_named_image(tmp_path):
     image = tmp_path / "an image.bin"
     image.write_bytes(V2)
-    done = virtual_board("--image", image, "kestrel", "-w", "--pcb_rev", "001")
+    done = in_sandbox("--image", image, "kestrel", "-w", "--pcb_rev", "001")
     assert (done.returncode, done.stdout, done.stderr) == (0, b"", b"")
     assert image.read_bytes() == records.with_field(V2, "--pcb_rev", b"001")
 
 
-def test_a_virtual_board_returns_the_commands_status():
-    assert virtual_board("--v2", "kestrel", "-r", "--nothing").returncode == 255
-    assert virtual_board("--v2", "sh", "-c", "exit 7").returncode == 7
+def test_a_sandbox_returns_the_commands_status():
+    assert in_sandbox("--v2", "kestrel", "-r", "--nothing").returncode == 255
+    assert in_sandbox("--v2", "sh", "-c", "exit 7").returncode == 7
 
 
-def test_a_virtual_board_without_a_command_is_a_shell():
-    done = virtual_board("--v2")
+def test_a_sandbox_without_a_command_is_a_shell():
+    done = in_sandbox("--v2")
     assert done.returncode == 0
-    assert b"A shell on the virtual board" in done.stderr
+    assert b"A shell in the sandbox" in done.stderr
 
 
-def test_a_virtual_board_refuses_what_it_does_not_know(tmp_path):
+def test_a_sandbox_refuses_what_it_does_not_know(tmp_path):
     for arguments in (["--v3"], ["--image"], ["--image", tmp_path / "missing"]):
-        done = virtual_board(*arguments)
+        done = in_sandbox(*arguments)
         assert done.returncode == 2 and done.stdout == b"" and done.stderr != b""
-    assert b"usage: script/virtual-board" in virtual_board("--help").stderr
+    assert b"usage: script/sandbox" in in_sandbox("--help").stderr
 
 
 def test_the_demo_shows_every_element_of_both_versions():
@@ -147,8 +160,8 @@ def test_the_demo_shows_every_element_of_both_versions():
     assert done.stdout.endswith(b"script/demo --menu\n")
 
 
-def test_the_demo_opens_the_menu_where_it_is_asked_to(make_board):
-    terminal = Terminal(make_board(None), shell=f"{ROOT}/script/demo --menu")
+def test_the_demo_opens_the_menu_where_it_is_asked_to(make_sandbox):
+    terminal = Terminal(make_sandbox(None), shell=f"{ROOT}/script/demo --menu")
     deadline = time.monotonic() + 60
     while "KESTREL" not in terminal.row(1) and time.monotonic() < deadline:
         terminal.pump(0.1)

@@ -22,25 +22,25 @@ ANY_2048 = {
 
 
 @pytest.mark.parametrize("contents", ANY_2048.values(), ids=ANY_2048)
-def test_format_v2_writes_255_bytes_whatever_was_there_and_keeps_the_rest(make_board, contents):
-    board = make_board(contents)
-    assert board.run("--format_v2") == DONE
-    assert board.image == V2[:255] + contents[255:]
-    assert board.read("--valid") == b"1"
+def test_format_v2_writes_255_bytes_whatever_was_there_and_keeps_the_rest(make_sandbox, contents):
+    sandbox = make_sandbox(contents)
+    assert sandbox.run("--format_v2") == DONE
+    assert sandbox.image == V2[:255] + contents[255:]
+    assert sandbox.read("--valid") == b"1"
 
 
 @pytest.mark.parametrize("contents", ANY_2048.values(), ids=ANY_2048)
-def test_format_v1_writes_128_bytes_whatever_was_there_and_keeps_the_rest(make_board, contents):
-    board = make_board(contents)
-    assert board.run("--format_v1") == DONE
-    assert board.image == V1 + contents[128:]
-    assert board.read("--valid") == b"1"
+def test_format_v1_writes_128_bytes_whatever_was_there_and_keeps_the_rest(make_sandbox, contents):
+    sandbox = make_sandbox(contents)
+    assert sandbox.run("--format_v1") == DONE
+    assert sandbox.image == V1 + contents[128:]
+    assert sandbox.read("--valid") == b"1"
 
 
-def test_format_v1_of_a_128_byte_part_with_a_damaged_record_repairs_it(make_board):
-    board = make_board(records.damaged(V1))
-    assert board.run("--format_v1") == DONE
-    assert board.image == V1
+def test_format_v1_of_a_128_byte_part_with_a_damaged_record_repairs_it(make_sandbox):
+    sandbox = make_sandbox(records.damaged(V1))
+    assert sandbox.run("--format_v1") == DONE
+    assert sandbox.image == V1
 
 
 def as_long_as_it_is():
@@ -50,11 +50,11 @@ def as_long_as_it_is():
     resource.setrlimit(resource.RLIMIT_FSIZE, (128, 128))
 
 
-def test_format_v2_of_a_128_byte_part_fails_but_has_wiped_the_record(make_board):
-    board = make_board(V1)
-    result = board.run("--format_v2", preexec_fn=as_long_as_it_is)
+def test_format_v2_of_a_128_byte_part_fails_but_has_wiped_the_record(make_sandbox):
+    sandbox = make_sandbox(V1)
+    result = sandbox.run("--format_v2", preexec_fn=as_long_as_it_is)
     assert result == (1, b"", b"kestrel: Error writing to file descriptor:: File too large\n")
-    assert board.image == records.MISTAKEN_V1
+    assert sandbox.image == records.MISTAKEN_V1
 
 
 @pytest.mark.parametrize(
@@ -62,7 +62,10 @@ def test_format_v2_of_a_128_byte_part_fails_but_has_wiped_the_record(make_board)
     [
         (V1, records.BLANK_V1),
         (records.formatted(1, 2048), records.BLANK_V1 + b"\xff" * 1920),
-        (records.patched(records.formatted(1, 2048), 128, bytes(1920)), b"\xff" * 128 + bytes(1920)),
+        (
+            records.patched(records.formatted(1, 2048), 128, bytes(1920)),
+            b"\xff" * 128 + bytes(1920),
+        ),
         (V2, records.BLANK_V2),
         (records.damaged(V2), records.BLANK_V2),
         (bytes(2048), records.BLANK_V2),
@@ -70,10 +73,10 @@ def test_format_v2_of_a_128_byte_part_fails_but_has_wiped_the_record(make_board)
     ],
     ids=["v1", "v1 on 2048", "v1 on 2048 with data", "v2", "damaged", "zero", "larger"],
 )
-def test_erase_sets_every_byte_of_the_part_in_its_version(make_board, contents, blanked):
-    board = make_board(contents)
-    assert board.run("--erase") == DONE
-    assert board.image == blanked
+def test_erase_sets_every_byte_of_the_part_in_its_version(make_sandbox, contents, blanked):
+    sandbox = make_sandbox(contents)
+    assert sandbox.run("--erase") == DONE
+    assert sandbox.image == blanked
 
 
 @pytest.mark.parametrize(
@@ -91,14 +94,14 @@ def test_erase_sets_every_byte_of_the_part_in_its_version(make_board, contents, 
     ids=["v1", "v1 on 2048", "v2", "larger", "damaged v1", "damaged v2", "blank", "zero"],
 )
 def test_the_dump_prints_every_field_and_one_message_per_failed_read(
-    make_board, contents, dump, errors
+    make_sandbox, contents, dump, errors
 ):
-    board = make_board(contents)
-    assert board.run("--raw") == (0, records.text(dump), b"CRC invalid\n" * errors)
-    assert board.image == contents
+    sandbox = make_sandbox(contents)
+    assert sandbox.run("--raw") == (0, records.text(dump), b"CRC invalid\n" * errors)
+    assert sandbox.image == contents
 
 
-def test_each_message_of_the_dump_stands_behind_the_label_of_its_field(make_board):
+def test_each_message_of_the_dump_stands_behind_the_label_of_its_field(make_sandbox):
     message = b"CRC invalid\n"
     expected = b""
     for line in records.text("dump-damaged-v2.txt").splitlines(keepends=True):
@@ -113,17 +116,17 @@ def test_each_message_of_the_dump_stands_behind_the_label_of_its_field(make_boar
             expected += label + b"0x" + message + value[2:]
         else:
             expected += label + message + value
-    board = make_board(records.damaged(V2))
-    assert board.run("--raw", stderr=subprocess.STDOUT).out == expected
+    sandbox = make_sandbox(records.damaged(V2))
+    assert sandbox.run("--raw", stderr=subprocess.STDOUT).out == expected
 
 
-def test_each_line_of_the_dump_is_written_out_at_once(make_board):
-    board = make_board(V2)
-    log = board.directory / "writes.log"
-    command = ["strace", "-o", log, "-e", "trace=write", *board.command("--raw")]
+def test_each_line_of_the_dump_is_written_out_at_once(make_sandbox):
+    sandbox = make_sandbox(V2)
+    log = sandbox.directory / "writes.log"
+    command = ["strace", "-o", log, "-e", "trace=write", *sandbox.command("--raw")]
     subprocess.run(
         command,
-        env=board.traced_environment(),
+        env=sandbox.traced_environment(),
         stdout=subprocess.PIPE,
         check=True,
     )
@@ -131,8 +134,8 @@ def test_each_line_of_the_dump_is_written_out_at_once(make_board):
     assert len(lines) == 29
 
 
-def test_the_dump_of_a_filled_record_prints_the_values(make_board):
-    board = make_board(V2)
+def test_the_dump_of_a_filled_record_prints_the_values(make_sandbox):
+    sandbox = make_sandbox(V2)
     for option, value in [
         ("--mac1", "02:a5:5e:00:00:1a"),
         ("--mac2", "02:a5:5e:00:00:2a"),
@@ -146,16 +149,16 @@ def test_the_dump_of_a_filled_record_prints_the_values(make_board):
         ("--pcb_ser_num", "PCB-0123456789-0123456789-0123456789"),
         ("--ser_num", "SN-0123456789"),
     ]:
-        board.write(option, value)
-    assert board.run("--raw") == (0, records.text("dump-filled-v2.txt"), b"")
+        sandbox.write(option, value)
+    assert sandbox.run("--raw") == (0, records.text("dump-filled-v2.txt"), b"")
 
 
-def test_a_version_1_record_survives_a_round_through_version_2(make_board):
-    board = make_board(records.BLANK_V2)
+def test_a_version_1_record_survives_a_round_through_version_2(make_sandbox):
+    sandbox = make_sandbox(records.BLANK_V2)
     for command, version in [("--format_v1", b"1"), ("--format_v2", b"2"), ("--format_v1", b"1")]:
-        assert board.run(command) == DONE
-        assert board.read("--version") == version
+        assert sandbox.run(command) == DONE
+        assert sandbox.read("--version") == version
         for option, values in ACCEPTED.items():
-            board.write(option, values[0][0])
-            assert board.read(option) == values[0][2].encode()
-        assert board.read("--valid") == b"1"
+            sandbox.write(option, values[0][0])
+            assert sandbox.read(option) == values[0][2].encode()
+        assert sandbox.read("--valid") == b"1"

@@ -88,8 +88,11 @@ REFUSED = {
 
 
 def rows(table):
-    return [(option, *(row if isinstance(row, tuple) else (row,)))
-            for option, values in table.items() for row in values]
+    return [
+        (option, *(row if isinstance(row, tuple) else (row,)))
+        for option, values in table.items()
+        for row in values
+    ]
 
 
 def shortened(value):
@@ -99,64 +102,64 @@ def shortened(value):
 @PARTS
 @pytest.mark.parametrize("option, text, stored, shown", rows(ACCEPTED), ids=shortened)
 def test_an_accepted_value_is_stored_with_a_new_crc_and_read_back(
-    make_board, part, option, text, stored, shown
+    make_sandbox, part, option, text, stored, shown
 ):
-    board = make_board(part)
-    board.write(option, text)
-    assert board.image == records.with_field(part, option, bytes.fromhex(stored))
-    assert board.read(option) == shown.encode()
-    assert board.read("--valid") == b"1"
+    sandbox = make_sandbox(part)
+    sandbox.write(option, text)
+    assert sandbox.image == records.with_field(part, option, bytes.fromhex(stored))
+    assert sandbox.read(option) == shown.encode()
+    assert sandbox.read("--valid") == b"1"
 
 
 @pytest.mark.parametrize("part", [V1, V2], ids=["version 1", "version 2"])
 @pytest.mark.parametrize("option, text", rows(REFUSED), ids=shortened)
 def test_a_refused_value_is_silent_with_status_0_and_changes_nothing(
-    make_board, part, option, text
+    make_sandbox, part, option, text
 ):
-    board = make_board(part)
-    board.write(option, text)
-    assert board.image == part
+    sandbox = make_sandbox(part)
+    sandbox.write(option, text)
+    assert sandbox.image == part
 
 
 @pytest.mark.parametrize("part, width", [(V1, 12), (V2, 36)], ids=["version 1", "version 2"])
-def test_a_pcb_serial_number_may_fill_its_field_and_no_more(make_board, part, width):
-    board = make_board(part)
-    board.write("--pcb_ser_num", "p" * (width + 1))
-    assert board.image == part
-    board.write("--pcb_ser_num", "p" * width)
-    assert board.image == records.with_field(part, "--pcb_ser_num", b"p" * width)
-    board.write("--pcb_ser_num", "q")
-    assert board.image == records.with_field(part, "--pcb_ser_num", b"q")
+def test_a_pcb_serial_number_may_fill_its_field_and_no_more(make_sandbox, part, width):
+    sandbox = make_sandbox(part)
+    sandbox.write("--pcb_ser_num", "p" * (width + 1))
+    assert sandbox.image == part
+    sandbox.write("--pcb_ser_num", "p" * width)
+    assert sandbox.image == records.with_field(part, "--pcb_ser_num", b"p" * width)
+    sandbox.write("--pcb_ser_num", "q")
+    assert sandbox.image == records.with_field(part, "--pcb_ser_num", b"q")
 
 
 @pytest.mark.parametrize("option", ["--productiondate", "--servicedate"])
 @pytest.mark.parametrize("length", range(17))
 def test_a_date_too_short_for_its_places_ends_with_a_message_and_writes_nothing(
-    make_board, option, length
+    make_sandbox, option, length
 ):
-    board = make_board(V2)
-    result = board.run("-w", option, "2026-11-15 10:42:09"[:length])
+    sandbox = make_sandbox(V2)
+    result = sandbox.run("-w", option, "2026-11-15 10:42:09"[:length])
     # The words behind the prefix are the run-time library's.
     assert (result.status, result.out) == (1, b"")
     assert result.err.startswith(b"kestrel: ") and result.err.count(b"\n") == 1
-    assert board.image == V2
+    assert sandbox.image == V2
 
 
-def test_serial_numbers_take_every_byte_from_1_to_255(make_board):
-    board = make_board(V2)
+def test_serial_numbers_take_every_byte_from_1_to_255(make_sandbox):
+    sandbox = make_sandbox(V2)
     for byte in range(1, 256):
         value = bytes([byte]) * 2
-        board.write("--ser_num", value)
-        assert board.image == records.with_field(V2, "--ser_num", value)
-        assert board.read("--ser_num") == value
+        sandbox.write("--ser_num", value)
+        assert sandbox.image == records.with_field(V2, "--ser_num", value)
+        assert sandbox.read("--ser_num") == value
 
 
-def test_revisions_take_every_byte_from_1_to_255(make_board):
-    board = make_board(V2)
+def test_revisions_take_every_byte_from_1_to_255(make_sandbox):
+    sandbox = make_sandbox(V2)
     for first in range(1, 254, 3):
         value = bytes([first, first + 1, first + 2])
-        board.write("--hardware_rev", value)
-        assert board.image == records.with_field(V2, "--hardware_rev", value)
+        sandbox.write("--hardware_rev", value)
+        assert sandbox.image == records.with_field(V2, "--hardware_rev", value)
 
 
 def leading_number(pair, base):
@@ -174,51 +177,51 @@ def leading_number(pair, base):
     return sign * number & 0xFF
 
 
-def test_mac_pairs_take_every_byte_from_1_to_255(make_board):
-    board = make_board(V2)
+def test_mac_pairs_take_every_byte_from_1_to_255(make_sandbox):
+    sandbox = make_sandbox(V2)
     for byte in range(1, 256):
         one, other = bytes([byte, ord("7")]), bytes([ord("7"), byte])
-        board.write("--mac4", b"02:a5:5e:00:" + one + b":" + other)
+        sandbox.write("--mac4", b"02:a5:5e:00:" + one + b":" + other)
         octets = bytes([leading_number(one, 16), leading_number(other, 16)])
         expected = records.with_field(V2, "--mac4", b"\x02\xa5\x5e\x00" + octets)
-        assert board.image == expected, byte
+        assert sandbox.image == expected, byte
 
 
-def test_date_pairs_take_every_byte_from_1_to_255(make_board):
-    board = make_board(V2)
+def test_date_pairs_take_every_byte_from_1_to_255(make_sandbox):
+    sandbox = make_sandbox(V2)
     for byte in range(1, 256):
-        board.image = V2
+        sandbox.image = V2
         one, other = bytes([byte, ord("1")]), bytes([ord("1"), byte])
-        board.write("--servicedate", b"2026-" + other + b"-15 10:42:" + one)
+        sandbox.write("--servicedate", b"2026-" + other + b"-15 10:42:" + one)
         month, second = leading_number(other, 10), leading_number(one, 10)
         stored = month <= 12 and second <= 59
         date = bytes([20, 26, month, 15, 10, 42, second])
         expected = records.with_field(V2, "--servicedate", date) if stored else V2
-        assert board.image == expected, byte
+        assert sandbox.image == expected, byte
 
 
-def test_every_element_keeps_its_value_while_the_others_are_written(make_board):
-    board = make_board(V2)
+def test_every_element_keeps_its_value_while_the_others_are_written(make_sandbox):
+    sandbox = make_sandbox(V2)
     expected = V2
     for option, values in ACCEPTED.items():
         text, stored, _ = values[0]
-        board.write(option, text)
+        sandbox.write(option, text)
         expected = records.with_field(expected, option, bytes.fromhex(stored))
-    assert board.image == expected
+    assert sandbox.image == expected
     for option, values in ACCEPTED.items():
-        assert board.read(option) == values[0][2].encode()
+        assert sandbox.read(option) == values[0][2].encode()
 
 
 @pytest.mark.parametrize("part", [V1, V2], ids=["version 1", "version 2"])
-def test_a_write_to_a_damaged_record_gives_it_a_valid_crc_again(make_board, part):
+def test_a_write_to_a_damaged_record_gives_it_a_valid_crc_again(make_sandbox, part):
     contents = records.damaged(part)
-    board = make_board(contents)
-    board.write("--pcb_rev", "001")
-    assert board.image == records.with_field(contents, "--pcb_rev", b"001")
-    assert board.read("--valid") == b"1"
+    sandbox = make_sandbox(contents)
+    sandbox.write("--pcb_rev", "001")
+    assert sandbox.image == records.with_field(contents, "--pcb_rev", b"001")
+    assert sandbox.read("--valid") == b"1"
 
 
-def test_a_write_to_a_blank_part_goes_to_the_places_of_version_2(make_board):
-    board = make_board(records.BLANK_V2)
-    board.write("--pcb_rev", "001")
-    assert board.image == records.with_field(records.BLANK_V2, "--pcb_rev", b"001")
+def test_a_write_to_a_blank_part_goes_to_the_places_of_version_2(make_sandbox):
+    sandbox = make_sandbox(records.BLANK_V2)
+    sandbox.write("--pcb_rev", "001")
+    assert sandbox.image == records.with_field(records.BLANK_V2, "--pcb_rev", b"001")

@@ -9,7 +9,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import records
-from conftest import Board
+from conftest import Sandbox
 from device_model import outcome_of
 from fault_sweep import PARTS, commands
 from injection import run_with
@@ -24,14 +24,14 @@ def crash(job):
     ended = Counter()
     undisturbed, device = outcome_of(action, contents)
     with tempfile.TemporaryDirectory() as directory:
-        board = Board(Path(directory) / "board", program, contents)
+        sandbox = Sandbox(Path(directory) / "sandbox", program, contents)
         for call, asked in device.asked.items():
             for number in range(1, len(asked) + 1):
-                board.image = contents
+                sandbox.image = contents
                 kill = f"signal=KILL:when={number}"
-                assert run_with(board, call, kill, arguments).status == -9
-                again = board.run(*arguments)
-                ended[verdict(part, arguments, board.image == undisturbed.image, again)] += 1
+                assert run_with(sandbox, call, kill, arguments).status == -9
+                again = sandbox.run(*arguments)
+                ended[verdict(part, arguments, sandbox.image == undisturbed.image, again)] += 1
     return ended
 
 

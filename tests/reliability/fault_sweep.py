@@ -11,7 +11,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import records
-from conftest import Board
+from conftest import Sandbox
 from device_model import Fault, outcome_of
 from injection import run_with
 
@@ -105,17 +105,17 @@ def sweep(job):
     program, contents, (_, arguments, action), call, kind, in_a_row = job
     ended = Counter()
     with tempfile.TemporaryDirectory() as directory:
-        board = Board(Path(directory) / "board", program, contents)
-        healthy = board.run(*arguments)
+        sandbox = Sandbox(Path(directory) / "sandbox", program, contents)
+        healthy = sandbox.run(*arguments)
         asked = outcome_of(action, contents)[1].asked[call]
         number = 1
         while fault := fault_at(number, call, kind, in_a_row, asked):
-            board.image = contents
-            result = run_with(board, call, fault.injection(), arguments)
+            sandbox.image = contents
+            result = run_with(sandbox, call, fault.injection(), arguments)
             outcome, _ = outcome_of(action, contents, fault)
             wanted = (outcome.status, *expected_output(outcome, healthy))
             assert result == wanted, f"{arguments} {fault}: {result} instead of {wanted}"
-            assert board.image == outcome.image, f"{arguments} {fault}: the image differs"
+            assert sandbox.image == outcome.image, f"{arguments} {fault}: the image differs"
             ended[verdict(outcome)] += 1
             number += 1
     return kind, ended

@@ -5,16 +5,16 @@ import subprocess
 from conftest import Result
 
 
-def run_with(board, call, injection, arguments):
+def run_with(sandbox, call, injection, arguments):
     """One run; injection is in strace's words, and must take place."""
-    log = board.directory / "strace.log"
-    command = ["strace", "-o", log, "-P", board.path, "-E", "LD_PRELOAD=libumockdev-preload.so.0"]
+    log = sandbox.directory / "strace.log"
+    command = ["strace", "-o", log, "-P", sandbox.path, "-E", "LD_PRELOAD=libumockdev-preload.so.0"]
     command += ["-e", f"trace={call}", "-e", f"inject={call}:{injection}"]
     if not injection.startswith("signal"):  # which the fast way leaves out
         command += ["-f", "--seccomp-bpf"]
     done = subprocess.run(
-        [*command, board.program, *arguments],
-        env=board.traced_environment(),
+        [*command, sandbox.program, *arguments],
+        env=sandbox.traced_environment(),
         capture_output=True,
         check=False,
         timeout=60,

@@ -26,7 +26,9 @@ def main():
     assert set(two_writers.run(program, locked=True)) == {two_writers.VALID}
     assert set(two_writers.run(program, locked=False)) <= {two_writers.VALID, two_writers.STALE}
     print(f"Two writers at once: {two_writers.ROUNDS} rounds with a lock, all valid;")
-    print(f"{two_writers.ROUNDS} rounds without, all elements written and now and then a stale CRC.")
+    print(
+        f"{two_writers.ROUNDS} rounds without, all elements written and now and then a stale CRC."
+    )
 
 
 main()

@@ -7,7 +7,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import records
-from conftest import Board
+from conftest import Sandbox
 
 ROUNDS = 1000
 
@@ -15,20 +15,23 @@ VALID = "both written, the record valid"
 STALE = "both written, the CRC that of one alone"
 
 V2 = records.formatted(2)
-WRITES = {"--mac1": ("02:a5:5e:00:00:01", bytes.fromhex("02a55e000001")), "--pcb_rev": ("B02", b"B02")}
+WRITES = {
+    "--mac1": ("02:a5:5e:00:00:01", bytes.fromhex("02a55e000001")),
+    "--pcb_rev": ("B02", b"B02"),
+}
 
 
 # A file answers at once, a part on its bus takes milliseconds: long enough to meet in between.
 SLOWLY = ["strace", "-f", "--seccomp-bpf", "-o", "/dev/null", "-e", "trace=read,write"]
 
 
-def at_once(board, lock):
+def at_once(sandbox, lock):
     """Starts both writers, and returns their statuses and messages."""
-    slowly = [*SLOWLY, "-P", board.path, "-e", "inject=read,write:delay_exit=1ms"]
+    slowly = [*SLOWLY, "-P", sandbox.path, "-e", "inject=read,write:delay_exit=1ms"]
     writers = [
         subprocess.Popen(
-            [*lock, *slowly, *board.command("-w", option, text)],
-            env=board.environment(),
+            [*lock, *slowly, *sandbox.command("-w", option, text)],
+            env=sandbox.environment(),
             stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT,
         )
@@ -37,12 +40,12 @@ def at_once(board, lock):
     return [(writer.wait(60), writer.communicate()[0]) for writer in writers]
 
 
-def verdict(board, results):
+def verdict(sandbox, results):
     assert results == [(0, b""), (0, b"")], results
     expected = V2
     for option, (_, data) in WRITES.items():
         expected = records.with_field(expected, option, data)
-    image = board.image
+    image = sandbox.image
     end = records.CRC_POSITION[2]
     if image == expected:
         return VALID
@@ -54,11 +57,11 @@ def rounds(job):
     program, locked, count = job
     ended = Counter()
     with tempfile.TemporaryDirectory() as directory:
-        board = Board(Path(directory) / "board", program, V2)
-        lock = ["flock", board.path] if locked else []
+        sandbox = Sandbox(Path(directory) / "sandbox", program, V2)
+        lock = ["flock", sandbox.path] if locked else []
         for _ in range(count):
-            board.image = V2
-            ended[verdict(board, at_once(board, lock))] += 1
+            sandbox.image = V2
+            ended[verdict(sandbox, at_once(sandbox, lock))] += 1
     return ended
 
 

@@ -55,36 +55,36 @@ def test_opening_for_truncation_changes_nothing(machine):
     assert machine.do(f"stat -c %s {EEPROM}; cat {EEPROM}") == b"128\n" + V1
 
 
-def test_format_v2_of_a_128_byte_part_fails_but_has_wiped_the_record(make_board):
-    board = make_board(V1)
+def test_format_v2_of_a_128_byte_part_fails_but_has_wiped_the_record(make_sandbox):
+    sandbox = make_sandbox(V1)
     message = b"kestrel: Error writing to file descriptor:: File too large\n"
-    assert board.run("--format_v2") == (1, b"", message)
-    assert board.image == records.MISTAKEN_V1
-    assert board.run("--format_v1") == (1, b"", NO_BYTES)
+    assert sandbox.run("--format_v2") == (1, b"", message)
+    assert sandbox.image == records.MISTAKEN_V1
+    assert sandbox.run("--format_v1") == (1, b"", NO_BYTES)
 
 
 @EACH_COMMAND
 @pytest.mark.parametrize("kind, mode", [("spd", "444"), ("24cs01", "400")], ids=["0444", "0400"])
-def test_root_may_not_even_read_a_part_announced_as_read_only(make_board, kind, mode, arguments):
-    board = make_board(V2)
-    board.machine.do(f"part none; echo {kind} 0x50 >{NEW_DEVICE}")
-    assert board.machine.do(f"stat -c %a {EEPROM}; id -u") == f"{mode}\n0\n".encode()
+def test_root_may_not_even_read_a_part_announced_as_read_only(make_sandbox, kind, mode, arguments):
+    sandbox = make_sandbox(V2)
+    sandbox.machine.do(f"part none; echo {kind} 0x50 >{NEW_DEVICE}")
+    assert sandbox.machine.do(f"stat -c %a {EEPROM}; id -u") == f"{mode}\n0\n".encode()
     message = b"kestrel: Error: Open file descriptor: Permission denied\n"
-    assert board.run(*arguments) == (1, b"", message)
-    board.machine.do("part none; echo 24c16 0x50 >" + NEW_DEVICE)
-    assert board.image == V2
+    assert sandbox.run(*arguments) == (1, b"", message)
+    sandbox.machine.do("part none; echo 24c16 0x50 >" + NEW_DEVICE)
+    assert sandbox.image == V2
 
 
 @pytest.mark.usefixtures("another_bus")
-def test_a_device_where_no_chip_answers_has_a_directory_and_no_file(make_board):
-    board = make_board(V2)
-    board.machine.do(f"bus stub 0x51; echo 24c01 0x50 >{NEW_DEVICE}")
-    assert board.machine.do(f"cd {EEPROM.rpartition('/')[0]}; cat name; ls eeprom 2>&1 || true") == (
-        b"24c01\nls: eeprom: No such file or directory\n"
-    )
+def test_a_device_where_no_chip_answers_has_a_directory_and_no_file(make_sandbox):
+    sandbox = make_sandbox(V2)
+    sandbox.machine.do(f"bus stub 0x51; echo 24c01 0x50 >{NEW_DEVICE}")
+    assert sandbox.machine.do(
+        f"cd {EEPROM.rpartition('/')[0]}; cat name; ls eeprom 2>&1 || true"
+    ) == (b"24c01\nls: eeprom: No such file or directory\n")
     message = b"kestrel: Error: Open file descriptor: No such file or directory\n"
     for arguments in COMMANDS:
-        assert board.run(*arguments) == (1, b"", message)
+        assert sandbox.run(*arguments) == (1, b"", message)
 
 
 def test_a_descriptor_of_a_removed_part_is_dead_even_when_the_part_comes_back(machine):

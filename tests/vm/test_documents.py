@@ -1,4 +1,4 @@
-"""What README.md says of the board, and of script/board, on the board."""
+"""What README.md says of the sandbox, and of script/vm, on the sandbox."""
 
 import subprocess
 
@@ -28,29 +28,31 @@ def test_the_transcript_shows_what_the_board_prints(machine):
         ("read-back", V2, records.with_field(V2, "--ser_num", b"SN-0000004711")),
     ],
 )
-def test_the_recipes_work_on_the_board(make_board, name, before, after):
-    board = make_board(before)
-    assert board.machine.run(recipe(name)).status == 0
-    assert board.image == after
+def test_the_recipes_work_on_the_board(make_sandbox, name, before, after):
+    sandbox = make_sandbox(before)
+    assert sandbox.machine.run(recipe(name)).status == 0
+    assert sandbox.image == after
 
 
 def script_board(*arguments):
-    command = [ROOT / "script/board", *arguments]
+    command = [ROOT / "script/vm", *arguments]
     return subprocess.run(command, capture_output=True, check=False, timeout=120)
 
 
 def test_a_command_on_the_board_gives_its_output_its_messages_and_its_status():
-    done = script_board("sh", "-c", "kestrel --format_v2; kestrel -r --mac1; echo \"it's\" >&2; exit 7")
+    done = script_board(
+        "sh", "-c", 'kestrel --format_v2; kestrel -r --mac1; echo "it\'s" >&2; exit 7'
+    )
     assert (done.returncode, done.stdout, done.stderr) == (7, b"02:a5:5e:00:00:00\n", b"it's\n")
 
 
 def test_a_board_that_goes_down_without_an_answer_is_an_error():
     done = script_board("reboot", "-f")
     assert (done.returncode, done.stdout) == (2, b"")
-    assert done.stderr.endswith(b"the board has not answered\n")
+    assert done.stderr.endswith(b"the machine has not answered\n")
 
 
 def test_an_unknown_option_is_refused():
     done = script_board("--fast", "kestrel")
     assert (done.returncode, done.stdout) == (2, b"")
-    assert done.stderr.startswith(b"Boots a virtual board")
+    assert done.stderr.startswith(b"Boots a virtual machine")

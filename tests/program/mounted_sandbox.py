@@ -1,17 +1,17 @@
-"""A board whose EEPROM is a file at the real device path, in a mount namespace of its own.
+"""A sandbox whose EEPROM is a file at the real device path, in a mount namespace of its own.
 
 This works for a statically linked program too, and adds nothing to what a command costs.
 """
 
-from conftest import DEVICE, Board
+from conftest import DEVICE, Sandbox
 
 DEVICE = "/" + DEVICE
-MOST_MEMORY = 1_600_000 // 1024  # kB, for the commands of the build for boards
+MOST_MEMORY = 1_600_000 // 1024  # kB, for the commands of the static build
 
 
-class MountedBoard(Board):
+class MountedSandbox(Sandbox):
     def inside(self, *command):
-        """The command, as it is started on the board."""
+        """The command, as it is started on the sandbox."""
         namespace = ["bwrap", "--dev-bind", "/", "/", "--tmpfs", "/sys"]
         return [*namespace, "--bind", str(self.path), DEVICE, *map(str, command)]
 

@@ -1,4 +1,4 @@
-"""The serial console of the virtual board, and the menu on it."""
+"""The serial console of the virtual machine, and the menu on it."""
 
 import pytest
 import records
@@ -11,12 +11,12 @@ V2 = records.formatted(2)
 
 
 @pytest.fixture
-def open_menu(make_board):
+def open_menu(make_sandbox):
     """Opens the menu of a part; a test that fails leaves no menu behind."""
     opened = []
 
     def open_it(contents):
-        opened.append(Console(make_board(contents)))
+        opened.append(Console(make_sandbox(contents)))
         return opened[0]
 
     yield open_it
@@ -46,7 +46,7 @@ def test_the_menu_shows_all_entries_of_a_part_and_end_leaves_it(open_menu, conte
     console.go_to("END")
     console.press(ENTER)
     assert console.wait_for_end() == 0
-    assert console.board.image == contents
+    assert console.sandbox.image == contents
 
 
 @pytest.mark.parametrize("contents", [V1, V2], ids=["128 bytes", "2048 bytes"])
@@ -60,7 +60,7 @@ def test_every_element_is_edited_on_the_screen_and_stored(open_menu, contents):
         expected = records.with_field(expected, OPTIONS[name], bytes.fromhex(stored))
         console.expect(screen_of(values_of(expected), name))
         at = name
-    assert console.board.image == expected
+    assert console.sandbox.image == expected
 
 
 def test_a_blank_part_is_formatted_and_erased_from_the_menu(open_menu):
@@ -69,8 +69,8 @@ def test_a_blank_part_is_formatted_and_erased_from_the_menu(open_menu):
     console.go_to("Format_v2")
     for keys, contents in [((ENTER,), V2), ((DOWN, ENTER), records.BLANK_V2)]:
         console.press(*keys)
-        console.wait_until(lambda wanted=contents: console.board.image == wanted)
-        assert console.board.image == contents
+        console.wait_until(lambda wanted=contents: console.sandbox.image == wanted)
+        assert console.sandbox.image == contents
 
 
 def test_ctrl_c_leaves_the_menu_without_writing(open_menu):
@@ -78,12 +78,12 @@ def test_ctrl_c_leaves_the_menu_without_writing(open_menu):
     console.go_to("MAC1")
     console.press(ENTER, b"x", b"\x03")
     assert console.wait_for_end() == 1
-    assert console.board.image == V2
+    assert console.sandbox.image == V2
 
 
 def test_a_part_removed_under_the_menu_ends_it_with_the_first_edit(open_menu):
     console = open_menu(V2)
-    console.board.machine.put_part(None)
+    console.sandbox.machine.put_part(None)
     console.go_to("MAC1")
     console.expect(screen_of(values_of(V2), "MAC1"))
     console.press(ENTER, ENTER)

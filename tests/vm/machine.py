@@ -1,4 +1,4 @@
-"""Boots virtual boards and runs the program there: the EEPROM is behind the kernel's own driver.
+"""Boots virtual machines and runs the program there: the EEPROM is behind the kernel's own driver.
 
 As a plugin of pytest it takes the place of the test bed on a plain file, so that the tests in
 tests/program run on the real driver as they are, as far as they need no tool that is not there.
@@ -14,14 +14,14 @@ from pathlib import Path
 import pexpect
 import pyte
 import pytest
-from conftest import DEVICE, Board, Result
+from conftest import DEVICE, Sandbox, Result
 from terminal import Terminal
 
 ROOT = Path(__file__).parents[2]
 EEPROM = "/" + DEVICE
 LONGEST_REQUEST = 60000  # bytes, which the kernel keeps for a serial line
 START_UP = 120  # seconds, for what takes five
-PROMPT = b"board# "
+PROMPT = b"vm# "
 
 # What takes long there and has little to do with the driver.
 LEFT_OUT = {
@@ -47,12 +47,12 @@ def connect(path, deadline):
 
 
 class Machine:
-    """One virtual board from its start to its end, with a console and a line for requests."""
+    """One virtual machine from its start to its end, with a console and a line for requests."""
 
     def __init__(self, directory, *options):
         self.directory = directory
         self.console = pexpect.spawn(
-            str(ROOT / "script/board"),
+            str(ROOT / "script/vm"),
             ["--control", str(directory), *options],
             env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "TERM": "screen-256color"},
             dimensions=(24, 80),
@@ -66,7 +66,7 @@ class Machine:
         self.welcome = self.console.before
 
     def run(self, script, timeout=60):
-        """What a shell script does on the board."""
+        """What a shell script does on the sandbox."""
         request = script if isinstance(script, bytes) else script.encode()
         assert len(request) < LONGEST_REQUEST
         self.line.settimeout(timeout)
@@ -109,8 +109,8 @@ def not_there(_self, *_arguments):
     pytest.skip("needs the test bed on a plain file")
 
 
-class BoardBehindDriver(Board):
-    """The part of a virtual board, used like the test bed on a plain file."""
+class DriverSandbox(Sandbox):
+    """The part of a virtual machine, used like the test bed on a plain file."""
 
     def __init__(self, machine, program, contents):
         self.machine = machine
@@ -134,7 +134,7 @@ class BoardBehindDriver(Board):
         if options:
             not_there(self)
         if len(line) > LONGEST_REQUEST:
-            pytest.skip("longer than a request to the board can be")
+            pytest.skip("longer than a request to the machine can be")
         return self.machine.run(line)
 
     directory = path = property(not_there)
@@ -142,11 +142,11 @@ class BoardBehindDriver(Board):
 
 
 class Console(Terminal):
-    """The menu on the serial console of a virtual board, started from its shell."""
+    """The menu on the serial console of a virtual machine, started from its shell."""
 
-    def __init__(self, board, rows=24, columns=80):
-        self.board = board
-        self.child = board.machine.console
+    def __init__(self, sandbox, rows=24, columns=80):
+        self.sandbox = sandbox
+        self.child = sandbox.machine.console
         self.screen = pyte.Screen(columns, rows)
         self.stream = pyte.ByteStream(self.screen)
         self.transcript = b""
@@ -156,7 +156,7 @@ class Console(Terminal):
         self.settle()
 
     def settle(self):
-        """The board does not tell when it waits; quiet has to do, and what is expected then."""
+        """The machine does not say when it waits; quiet has to do, and what is expected then."""
         while self.pump(0.1):
             pass
 
@@ -183,8 +183,8 @@ def slow_machine(tmp_path_factory):
 
 
 @pytest.fixture
-def make_board(machine):
-    return lambda contents, program="kestrel": BoardBehindDriver(machine, program, contents)
+def make_sandbox(machine):
+    return lambda contents, program="kestrel": DriverSandbox(machine, program, contents)
 
 
 def pytest_collection_modifyitems(config, items):

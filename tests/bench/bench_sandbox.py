@@ -1,4 +1,4 @@
-"""A board on which every build can be started with nothing but its own cost, and be measured."""
+"""A sandbox on which every build can be started with nothing but its own cost, and be measured."""
 
 import re
 import subprocess
@@ -6,10 +6,10 @@ import tempfile
 from pathlib import Path
 
 import records
-from mounted_board import MountedBoard
+from mounted_sandbox import MountedSandbox
 
 ROOT = Path(__file__).parents[2]
-BUILDS = ["shared", "release", "board"]
+BUILDS = ["shared", "release", "static"]
 
 READ = ["-r", "--crc"]
 DUMP = ["--raw"]
@@ -26,12 +26,12 @@ def program(build, tool="kestrel"):
     return ROOT / "build" / build / tool
 
 
-class BenchBoard(MountedBoard):
+class BenchSandbox(MountedSandbox):
     """Debian's usual locale is in force, which dd looks for, or else the one given."""
 
     def __init__(self, build="release", version=2, tool="kestrel", locale="C.UTF-8"):
         self.temporary = tempfile.TemporaryDirectory()
-        directory = Path(self.temporary.name) / "board"
+        directory = Path(self.temporary.name) / "sandbox"
         super().__init__(directory, program(build, tool), records.formatted(version))
         self.locale = locale
         # The key that leaves the menu as soon as it is on the screen.
@@ -42,7 +42,7 @@ class BenchBoard(MountedBoard):
         return {"PATH": "/usr/bin:/bin", "TERM": "linux", "LANG": self.locale}
 
     def start(self, *command, output=subprocess.DEVNULL):
-        """Runs a command on the board and returns what it says on standard error."""
+        """Runs a command on the sandbox and returns what it says on standard error."""
         with self.keys.open() as keys:
             done = subprocess.run(
                 self.inside(*command),

@@ -6,26 +6,26 @@ from pathlib import Path
 import elf
 import pytest
 import records
-from mounted_board import DEVICE, MOST_MEMORY, MountedBoard
+from mounted_sandbox import DEVICE, MOST_MEMORY, MountedSandbox
 from terminal import ENTER, F1, Terminal, screen_of, values_of
 
 ROOT = Path(__file__).parents[2]
-PROGRAM = ROOT / "build/board/kestrel"
+PROGRAM = ROOT / "build/static/kestrel"
 V2 = records.formatted(2)
 
 
 @pytest.fixture(autouse=True, scope="module")
 def build():
-    subprocess.run([ROOT / "script/build", "board", "kestrel"], check=True)
+    subprocess.run([ROOT / "script/build", "static", "kestrel"], check=True)
 
 
 @pytest.fixture
-def board(tmp_path):
-    return MountedBoard(tmp_path / "board", PROGRAM, V2)
+def sandbox(tmp_path):
+    return MountedSandbox(tmp_path / "sandbox", PROGRAM, V2)
 
 
-class EmptyBoard(MountedBoard):
-    """A board with nothing on it but the program, the EEPROM, /dev, and the files given."""
+class EmptySandbox(MountedSandbox):
+    """A sandbox with nothing in it but the program, the EEPROM, /dev, and the files given."""
 
     files = ()
 
@@ -38,8 +38,8 @@ class EmptyBoard(MountedBoard):
 
 
 @pytest.fixture
-def empty_board(tmp_path):
-    return EmptyBoard(tmp_path / "board", PROGRAM, V2)
+def empty_sandbox(tmp_path):
+    return EmptySandbox(tmp_path / "sandbox", PROGRAM, V2)
 
 
 def test_it_needs_no_library_and_no_loader():
@@ -54,51 +54,51 @@ def test_it_is_position_independent_with_read_only_relocations_and_stripped():
     assert ".symtab" not in elf.readelf(PROGRAM, "-S")
 
 
-def test_it_reads_writes_and_formats_in_an_empty_root(empty_board):
-    assert empty_board.read("--crc") == b"1592678115"
-    empty_board.write("--pcb_rev", "001")
-    assert empty_board.image == records.with_field(V2, "--pcb_rev", b"001")
-    assert empty_board.run("--format_v2") == (0, b"", b"")
-    assert empty_board.image == V2
+def test_it_reads_writes_and_formats_in_an_empty_root(empty_sandbox):
+    assert empty_sandbox.read("--crc") == b"1592678115"
+    empty_sandbox.write("--pcb_rev", "001")
+    assert empty_sandbox.image == records.with_field(V2, "--pcb_rev", b"001")
+    assert empty_sandbox.run("--format_v2") == (0, b"", b"")
+    assert empty_sandbox.image == V2
 
 
 @pytest.mark.parametrize("version", [1, 2])
-def test_it_dumps_what_the_other_builds_dump(empty_board, version):
-    empty_board.image = records.formatted(version)
-    assert empty_board.run("--raw") == (0, records.text(f"dump-formatted-v{version}.txt"), b"")
+def test_it_dumps_what_the_other_builds_dump(empty_sandbox, version):
+    empty_sandbox.image = records.formatted(version)
+    assert empty_sandbox.run("--raw") == (0, records.text(f"dump-formatted-v{version}.txt"), b"")
 
 
 def test_it_reports_a_missing_device_and_ends_with_status_1(tmp_path):
-    empty = EmptyBoard(tmp_path / "board", PROGRAM, V2)
+    empty = EmptySandbox(tmp_path / "sandbox", PROGRAM, V2)
     command = ["/elsewhere" if part == DEVICE else part for part in empty.command("--raw")]
     done = subprocess.run(command, capture_output=True, check=False)
     message = b"kestrel: Error: Open file descriptor: No such file or directory\n"
     assert (done.returncode, done.stdout, done.stderr) == (1, b"", message)
 
 
-def test_its_menu_shows_and_changes_values_with_debians_terminal_descriptions(board):
-    terminal = Terminal(board)
+def test_its_menu_shows_and_changes_values_with_debians_terminal_descriptions(sandbox):
+    terminal = Terminal(sandbox)
     terminal.expect(screen_of(values_of(V2), "FormatVersion"))
     terminal.go_to("PCB Rev")
     terminal.edit(b"001")
     terminal.press(ENTER)
-    assert board.image == records.with_field(V2, "--pcb_rev", b"001")
-    terminal.expect(screen_of(values_of(board.image), "PCB Rev"))
+    assert sandbox.image == records.with_field(V2, "--pcb_rev", b"001")
+    terminal.expect(screen_of(values_of(sandbox.image), "PCB Rev"))
     terminal.press(F1)
     assert terminal.wait_for_end() == 0
 
 
-def test_its_menu_needs_the_description_of_the_terminal_and_nothing_else(empty_board):
-    empty_board.files = ["/lib/terminfo/s/screen-256color"]
-    terminal = Terminal(empty_board)
+def test_its_menu_needs_the_description_of_the_terminal_and_nothing_else(empty_sandbox):
+    empty_sandbox.files = ["/lib/terminfo/s/screen-256color"]
+    terminal = Terminal(empty_sandbox)
     terminal.expect(screen_of(values_of(V2), "FormatVersion"))
     terminal.press(F1)
     assert terminal.wait_for_end() == 0
 
 
-def test_its_menu_takes_the_description_from_the_environment(empty_board, monkeypatch):
+def test_its_menu_takes_the_description_from_the_environment(empty_sandbox, monkeypatch):
     monkeypatch.setenv("TERMINFO", description("screen-256color"))
-    terminal = Terminal(empty_board)
+    terminal = Terminal(empty_sandbox)
     terminal.expect(screen_of(values_of(V2), "FormatVersion"))
     terminal.press(F1)
     assert terminal.wait_for_end() == 0
@@ -111,14 +111,14 @@ def description(name):
     return "b64:" + encoded.stdout.decode()
 
 
-def test_its_menu_names_a_terminal_that_is_not_described(empty_board):
-    terminal = Terminal(empty_board)
+def test_its_menu_names_a_terminal_that_is_not_described(empty_sandbox):
+    terminal = Terminal(empty_sandbox)
     assert terminal.wait_for_end() == 1
     assert b"Error opening terminal: screen-256color." in terminal.transcript
 
 
 @pytest.mark.parametrize("arguments", [["-r", "--crc"], ["--raw"], ["-w", "--pcb_rev", "001"]])
-def test_it_takes_little_memory(board, arguments):
-    measured = board.inside("/usr/bin/time", "-f", "%M", PROGRAM, *arguments)
+def test_it_takes_little_memory(sandbox, arguments):
+    measured = sandbox.inside("/usr/bin/time", "-f", "%M", PROGRAM, *arguments)
     done = subprocess.run(measured, capture_output=True, check=True)
     assert int(done.stderr) <= MOST_MEMORY

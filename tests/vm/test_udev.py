@@ -9,7 +9,7 @@ MODE = f"stat -L -c '%U %G %a' {EEPROM}"
 
 @pytest.fixture
 def udev(machine):
-    """A board with the rule, a user in its group and one who is not."""
+    """A machine with the rule, a user in its group and one who is not."""
     rules = (ROOT / "examples/90-kestrel.rules").read_text()
     machine.do(f"mkdir -p /run {RULES.rpartition('/')[0]}; cat >{RULES} <<'END'\n{rules}END")
     users = "root:x:0:0::/:/bin/sh|service:x:101:101::/:/bin/sh|stranger:x:102:102::/:/bin/sh"
