@@ -6,7 +6,7 @@ import tempfile
 from pathlib import Path
 
 import records
-from mounted_sandbox import MountedSandbox
+from bound_sandbox import DEVICE, BoundSandbox
 
 ROOT = Path(__file__).parents[2]
 BUILDS = ["shared", "release", "static"]
@@ -26,8 +26,11 @@ def program(build, tool="kestrel"):
     return ROOT / "build" / build / tool
 
 
-class BenchSandbox(MountedSandbox):
-    """Debian's usual locale is in force, which dd looks for, or else the one given."""
+class BenchSandbox(BoundSandbox):
+    """Its part is mounted at the device path, in a namespace: a process runs undisturbed there.
+
+    Debian's usual locale is in force, which dd looks for, or else the one given.
+    """
 
     def __init__(self, build="release", version=2, tool="kestrel", locale="C.UTF-8"):
         self.temporary = tempfile.TemporaryDirectory()
@@ -40,6 +43,14 @@ class BenchSandbox(MountedSandbox):
 
     def environment(self):
         return {"PATH": "/usr/bin:/bin", "TERM": "linux", "LANG": self.locale}
+
+    def inside(self, *command):
+        """The command, as it is started on the sandbox."""
+        namespace = ["bwrap", "--dev-bind", "/", "/", "--tmpfs", "/sys"]
+        return [*namespace, "--bind", str(self.path), DEVICE, *map(str, command)]
+
+    def traced(self, tracer, *arguments):
+        return self.inside(*tracer, "-P", DEVICE, self.program, *arguments)
 
     def start(self, *command, output=subprocess.DEVNULL):
         """Runs a command on the sandbox and returns what it says on standard error."""

@@ -20,8 +20,8 @@ from bench_sandbox import (
     name,
     program,
 )
+from bound_sandbox import DEVICE, MOST_MEMORY
 from device_cost import bus_milliseconds, check
-from mounted_sandbox import DEVICE, MOST_MEMORY
 from ratios import Ratio, processor_time, rounds, turn
 
 TRUE = "`/bin/true`"

@@ -3,7 +3,7 @@
 import subprocess
 
 from bench_sandbox import DUMP, READ, ROOT, WRITE, name
-from mounted_sandbox import DEVICE
+from bound_sandbox import DEVICE
 
 MEASURED = [READ, DUMP, WRITE]
 FILE_RUNS = 50  # of a command that takes no longer than the clock's step of 10 ms
