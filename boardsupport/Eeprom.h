@@ -14,6 +14,9 @@ constexpr int32_t kNoField = -1;
 // The largest device, in bytes.
 constexpr uint32_t kMirrorCapacity = 2048;
 
+// The width of the field SerialNumber, bytes.
+constexpr uint32_t kSerialNumberLength = 13;
+
 // The three characters of a revision, without terminator.
 using Revision = std::array<char, 3>;
 

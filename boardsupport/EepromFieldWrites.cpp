@@ -8,8 +8,6 @@ namespace vantorBoardSupport {
 
 namespace {
 
-constexpr uint32_t kSerialMaxLen = 13;
-
 // Deliberately coarse: neither the lengths of the months nor leap years are known here, and a
 // date whose month and day are not known yet (0) can be stored.
 bool IsStorable(const EepromDate& date)
@@ -81,7 +79,7 @@ int32_t Eeprom::WritePcbSerialNumber(const std::string& text)
 
 int32_t Eeprom::WriteSerialNumber(const std::string& text)
 {
-    return WritePadded(serialPos, kSerialMaxLen, text);
+    return WritePadded(serialPos, kSerialNumberLength, text);
 }
 
 } // namespace vantorBoardSupport

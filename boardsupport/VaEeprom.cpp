@@ -1,7 +1,6 @@
 #include "VaEeprom.h"
 
 #include "AssertionFailure.h"
-#include "RecordLayout.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -32,34 +31,15 @@ VaEeprom& VaEeprom::GetInstance()
 
 VaEeprom::VaEeprom(const std::string& devicePath)
 {
-    versionPos = kVersionPos;
-    patternPos = kPatternPos;
+    // The same in every version, so that the version can be read before the layout is known.
+    versionPos = 0;
+    patternPos = 2;
+    macPos[0] = 8;
+
     SetPath(devicePath);
     Open();
     SelectLayout(ReadFormatVersion());
     RefreshMirror();
-}
-
-void VaEeprom::SelectLayout(uint32_t version)
-{
-    const RecordLayout& layout = LayoutOf(version);
-    formatVersion = layout.formatVersion;
-    size = layout.size;
-    productionDatePos = layout.productionDatePos;
-    serviceDatePos = layout.serviceDatePos;
-    productTypePos = layout.productTypePos;
-    hardwareRevPos = layout.hardwareRevPos;
-    pcbRevPos = layout.pcbRevPos;
-    pcbSerialPos = layout.pcbSerialPos;
-    serialPos = layout.serialPos;
-    crcPos = layout.crcPos;
-    block8Pos = layout.block8Pos;
-    pcbSerialMaxLen = layout.pcbSerialMaxLen;
-    entityIdPos = layout.entityIdPos;
-    entityModelIdPos = layout.entityModelIdPos;
-    macPos = layout.macPos;
-    aioCalibrationPos = layout.aioCalibrationPos;
-    ariPos = layout.ariPos;
 }
 
 void VaEeprom::Format(uint32_t version)
@@ -73,7 +53,7 @@ void VaEeprom::Format(uint32_t version)
     std::array<uint8_t, kVersion2HeaderLength> header{};
     header[1] = static_cast<uint8_t>(version);
     constexpr std::array<char, 6> kPattern = {'V', 'a', 'n', 't', 'o', 'r'};
-    std::copy(kPattern.begin(), kPattern.end(), header.begin() + kPatternPos);
+    std::copy(kPattern.begin(), kPattern.end(), header.begin() + patternPos);
     WriteField(0, header.data(), std::min(size, kVersion2HeaderLength));
 
     for (const uint32_t index : {0U, 1U, 2U, 3U})

@@ -15,7 +15,26 @@ enum class DateField
     kLastService,
 };
 
-// The board's product record in its EEPROM. RecordLayout.h says where its fields lie.
+// The board's product record in its EEPROM. Record byte 0 is device byte 0; VaEepromLayout.cpp
+// says where the fields lie in each format version. Their lengths in bytes, and their encodings:
+//
+//   FormatVersion             2  number
+//   FormatPattern             6  "Vantor"
+//   MAC 0 to 3                6  first octet first; 2 unused bytes after each
+//   MAC USB local, host       6  likewise (entries 4 and 5 of macPos)
+//   dates                     7  EepromDate
+//   ProductType               2  number
+//   Hardware Rev, PCB Rev     3  text
+//   PCB SerialNumber      12/36  text (pcbSerialMaxLen)
+//   SerialNumber             13  text
+//   EntityId, EntityModelId   8  number
+//   AioCalibration 0 to 7     4  signed number, tenths of a decibel
+//   ARI (DECT ID)             4  number
+//   Crc32                     4  number; covers the crcPos bytes before it
+//   8-byte block              8  raw bytes, after the CRC and not covered by it
+//
+// Numbers are big-endian. Texts are ASCII, zero-padded, without terminator when they fill their
+// field.
 //
 // Every read takes its bytes from the mirror, after computing the record's CRC afresh. A read
 // never throws: when the CRC does not match ("CRC invalid"), or the field reaches more than one
@@ -33,6 +52,10 @@ public:
     static constexpr uint32_t kMacCount = 6; // MAC 0 to 3, USB local, USB host
     static constexpr uint32_t kAioCalibrationCount = 8;
 
+    // Outside of the record, and on a 2048-byte device only.
+    static constexpr int32_t kUserBytesPos = 1792;
+    static constexpr uint32_t kUserByteCount = 256;
+
     // The one record on the board, built on the first call and closed when the program exits. A
     // call whose construction throws leaves nothing open, and the next call tries again.
     static VaEeprom& GetInstance();
@@ -42,8 +65,10 @@ public:
     // that is shorter than its layout cannot be used.
     explicit VaEeprom(const std::string& devicePath = kDevicePath);
 
-    // Fills the position table with that of version 1 for 1, and of version 2 for every other
-    // number. The device is not touched.
+    // Fills the position table for version 1 if version is 1, and for version 2 otherwise: a blank
+    // or unknown record can be read, dumped and formatted like one of version 2. versionPos,
+    // patternPos, entry 0 of macPos and sparePos are the same in both and stay. The device is not
+    // touched.
     void SelectLayout(uint32_t version);
 
     // Writes a fresh record of version 1 or 2 with default values. Throws std::logic_error for
@@ -120,8 +145,7 @@ public:
     int32_t GetAioCalibration(uint32_t index) const; // 1 on failure, 0 for an index above 7
     int32_t SetAioCalibration(uint32_t index, int32_t tenths);
 
-    // The last 256 bytes of a 2048-byte device, outside the record. An index above 255 reads as 0,
-    // like a failed read, and writes nothing.
+    // An index above 255 reads as 0, like a failed read, and writes nothing.
     uint8_t GetUserByte(uint32_t index) const;
     void SetUserByte(uint32_t index, uint8_t value);
 

@@ -12,7 +12,6 @@ namespace vantorBoardSupport {
 namespace {
 
 constexpr uint32_t kPatternLength = 6;
-constexpr uint32_t kSerialLength = 13;
 
 } // namespace
 
@@ -74,7 +73,7 @@ std::string VaEeprom::ReadPattern() const
 
 std::string VaEeprom::ReadSerialNumber() const
 {
-    return ReadText(serialPos, kSerialLength, "0000000000000");
+    return ReadText(serialPos, kSerialNumberLength, "0000000000000");
 }
 
 uint16_t VaEeprom::ReadProductType() const

@@ -18,9 +18,6 @@ constexpr int32_t kNoAri = 0xDEC11D;
 
 constexpr int32_t kMaxCalibration = 50; // tenths of a decibel, either way
 
-constexpr int32_t kUserAreaPos = 1792;
-constexpr uint32_t kUserAreaSize = 256;
-
 } // namespace
 
 MacAddress VaEeprom::GetMacBytes(uint32_t index) const
@@ -168,16 +165,16 @@ int32_t VaEeprom::SetAioCalibration(uint32_t index, int32_t tenths)
 uint8_t VaEeprom::GetUserByte(uint32_t index) const
 {
     uint8_t value = 0;
-    if (index >= kUserAreaSize ||
-        ReadBytes(kUserAreaPos + static_cast<int32_t>(index), &value, 1) == -1)
+    if (index >= kUserByteCount ||
+        ReadBytes(kUserBytesPos + static_cast<int32_t>(index), &value, 1) == -1)
         return 0;
     return value;
 }
 
 void VaEeprom::SetUserByte(uint32_t index, uint8_t value)
 {
-    if (index < kUserAreaSize)
-        WriteField(kUserAreaPos + static_cast<int32_t>(index), &value, 1);
+    if (index < kUserByteCount)
+        WriteField(kUserBytesPos + static_cast<int32_t>(index), &value, 1);
 }
 
 } // namespace vantorBoardSupport

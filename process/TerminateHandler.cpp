@@ -8,6 +8,7 @@
 namespace {
 
 const char* nameOfProgram = "";
+int statusOfFailure = 1;
 
 std::string messageOf(const std::exception_ptr& failure)
 {
@@ -27,13 +28,14 @@ std::string messageOf(const std::exception_ptr& failure)
     const std::string line =
         std::string(nameOfProgram) + ": " + messageOf(std::current_exception()) + "\n";
     std::fputs(line.c_str(), stderr);
-    std::_Exit(EXIT_FAILURE);
+    std::_Exit(statusOfFailure);
 }
 
 } // namespace
 
-void installTerminateHandler(const char* programName)
+void installTerminateHandler(const char* programName, int status)
 {
     nameOfProgram = programName;
+    statusOfFailure = status;
     std::set_terminate(printMessageAndExit);
 }

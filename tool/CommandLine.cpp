@@ -8,6 +8,14 @@
 #include <iostream>
 #include <stdexcept>
 
+const std::array<SpecialWord, 5> specialWords = {{
+    {"--help", printUsage},
+    {"--raw", [] { eeprom->DumpRecord(); }},
+    {"--erase", [] { eeprom->Erase(); }},
+    {"--format_v1", [] { eeprom->Format(1); }},
+    {"--format_v2", [] { eeprom->Format(2); }},
+}};
+
 namespace {
 
 enum AccessMode
@@ -17,23 +25,9 @@ enum AccessMode
     kWrite = 1,
 };
 
-struct SpecialWord
-{
-    const char* word;
-    void (*action)();
-};
-
-constexpr SpecialWord kSpecialWords[] = {
-    {"--help", printUsage},
-    {"--raw", [] { eeprom->DumpRecord(); }},
-    {"--erase", [] { eeprom->Erase(); }},
-    {"--format_v1", [] { eeprom->Format(1); }},
-    {"--format_v2", [] { eeprom->Format(2); }},
-};
-
 const SpecialWord* findSpecialWord(const char* argument)
 {
-    for (const SpecialWord& special : kSpecialWords) {
+    for (const SpecialWord& special : specialWords) {
         if (strcmp(argument, special.word) == 0)
             return &special;
     }

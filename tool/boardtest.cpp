@@ -5,6 +5,7 @@
 
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <system_error>
 
@@ -22,7 +23,7 @@ bool parseSubmode(const char* text, int32_t& submode)
 // Catches nothing: the terminate handler reports what gets here.
 int main(int argc, char* argv[]) // NOLINT(bugprone-exception-escape)
 {
-    installTerminateHandler("kestrel-boardtest");
+    installTerminateHandler("kestrel-boardtest", EXIT_FAILURE);
     openStandardDescriptors();
 
     int32_t submode = 0;

@@ -4,10 +4,12 @@
 #include "StandardDescriptors.h"
 #include "TerminateHandler.h"
 
+#include <cstdlib>
+
 // Catches nothing: the terminate handler reports what gets here.
 int main(int argc, char* argv[]) // NOLINT(bugprone-exception-escape)
 {
-    installTerminateHandler("kestrel");
+    installTerminateHandler("kestrel", EXIT_FAILURE);
     openStandardDescriptors();
     eeprom = &vantorBoardSupport::VaEeprom::GetInstance();
     initMenu();

@@ -1,11 +1,11 @@
 """Draws the map of the record's bytes, from the layouts that the program uses, into the given file."""
 
+import json
 import re
 import subprocess
 import sys
 from collections import namedtuple
 from html import escape
-from itertools import groupby
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -36,14 +36,23 @@ UNUSED = (
 Field = namedtuple("Field", "position length kind name")
 
 
+def kind_of(field):
+    if field["name"].startswith("MAC"):
+        return "MAC address"
+    if field["name"] == "Crc32":
+        return "CRC"
+    return {"bytes": "raw bytes", "signed number": "number"}.get(
+        field["encoding"], field["encoding"]
+    )
+
+
 def layouts():
     """(version, bytes of the part, its fields by position) of each version."""
-    subprocess.run([ROOT / "script/build", "release", "record-fields"], check=True)
-    printed = subprocess.check_output([ROOT / "build/release/tests/record-fields"], text=True)
-    lines = [line.split("\t") for line in printed.splitlines()]
-    for (version, size), group in groupby(lines, key=lambda line: line[:2]):
-        fields = [Field(int(line[2]), int(line[3]), *line[4:]) for line in group]
-        yield int(version), int(size), sorted(fields)
+    subprocess.run([ROOT / "script/build", "release", "facts"], check=True)
+    printed = subprocess.check_output([ROOT / "build/release/tests/facts"])
+    for version, layout in json.loads(printed)["versions"].items():
+        fields = [Field(f["position"], f["length"], kind_of(f), f["name"]) for f in layout["fields"]]
+        yield int(version), layout["size"], fields
 
 
 def with_gaps(fields, end):

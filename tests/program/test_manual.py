@@ -1,5 +1,6 @@
 """The manual pages: their form, their examples, and that they say what the program says."""
 
+import json
 import re
 import subprocess
 from pathlib import Path
@@ -241,61 +242,25 @@ def test_the_fields_fill_the_part_but_for_two_zero_bytes_behind_each_mac(version
     assert end == len(part) == records.SIZE[version]
 
 
-# Members of RecordLayout and the fields that they place; size, crcPos and pcbSerialMaxLen are more.
-MEMBERS = {
-    "productionDatePos": ["DateOfProduction"],
-    "serviceDatePos": ["DateOfLastService"],
-    "productTypePos": ["ProductType"],
-    "hardwareRevPos": ["Hardware Rev"],
-    "pcbRevPos": ["PCB Rev"],
-    "pcbSerialPos": ["PCB SerialNumber"],
-    "serialPos": ["SerialNumber"],
-    "crcPos": ["Crc32"],
-    "block8Pos": ["(8-byte block)"],
-    "entityIdPos": ["EntityId"],
-    "entityModelIdPos": ["EntityModelId"],
-    "macPos": ["MAC0", "MAC1", "MAC2", "MAC3", "MAC USB local", "MAC USB host"],
-    "aioCalibrationPos": [f"AioCalibration {index}" for index in range(8)],
-    "ariPos": ["ARI (DECT ID)"],
-}
-
-
 def layout(version):
-    """The members of the version's layout with their numbers, None for an absent field."""
-    source = (ROOT / "boardsupport/RecordLayout.cpp").read_text()
-    body = re.search(rf"kVersion{version} = {{\n(.*?)\n}};", source, re.DOTALL)[1]
-    members = re.findall(
-        r"(.*?)// *(\w+)", body.replace("//  \n", "").replace("//\n", ""), re.DOTALL
-    )
-    number = {"kNoField": None}
-    return {
-        name: [
-            number.get(word) if word in number else int(word)
-            for word in re.findall(r"kNoField|\d+", values)
-        ]
-        for values, name in members
-    }
+    """The version's layout as the program has it."""
+    subprocess.run([ROOT / "script/build", "dev", "facts"], check=True)
+    printed = subprocess.check_output([ROOT / "build/dev/tests/facts"])
+    return json.loads(printed)["versions"][str(version)]
 
 
 @VERSIONS
 def test_the_positions_are_those_of_the_layout(version):
-    members = layout(version)
-    assert members.pop("formatVersion") == [version]
-    assert members.pop("size") == [records.SIZE[version]]
+    of_program = layout(version)
+    assert of_program["size"] == records.SIZE[version]
     assert f"The part has {records.SIZE[version]} bytes." in RECORD
-    lengths = {name: length for name, _, length, _, _ in fields(version)}
-    assert members.pop("pcbSerialMaxLen") == [lengths["PCB SerialNumber"]]
-    assert members.keys() == MEMBERS.keys()
-
-    header = (ROOT / "boardsupport/RecordLayout.h").read_text()
-    placed = {
-        "FormatVersion": int(re.search(r"kVersionPos = (\d+);", header)[1]),
-        "FormatPattern": int(re.search(r"kPatternPos = (\d+);", header)[1]),
+    placed = {field["name"]: (field["position"], field["length"]) for field in of_program["fields"]}
+    named = {
+        re.sub(r"^\((.*)\)$", r"\1", name): (position, length)
+        for name, position, length, _, _ in fields(version)
     }
-    for member, numbers in members.items():
-        placed.update(zip(MEMBERS[member], numbers, strict=True))
-    present = {name: position for name, position in placed.items() if position is not None}
-    assert {k: v for k, v in positions(version).items() if k != "(unused)"} == present
+    named.pop("unused", None)
+    assert named == placed
 
 
 @VERSIONS

@@ -1,5 +1,6 @@
 """The pictures of docs/: drawn from today's code and texts, and true to what the program does."""
 
+import json
 import re
 import subprocess
 from pathlib import Path
@@ -37,10 +38,10 @@ def test_every_picture_says_which_script_draws_it():
 
 def fields_of(version):
     """What script/record-picture draws: {position: (length, name)}."""
-    subprocess.run([ROOT / "script/build", "release", "record-fields"], check=True)
-    printed = subprocess.check_output([ROOT / "build/release/tests/record-fields"], text=True)
-    lines = [line.split("\t") for line in printed.splitlines()]
-    return {int(line[2]): (int(line[3]), line[5]) for line in lines if line[0] == str(version)}
+    subprocess.run([ROOT / "script/build", "release", "facts"], check=True)
+    printed = subprocess.check_output([ROOT / "build/release/tests/facts"])
+    fields = json.loads(printed)["versions"][str(version)]["fields"]
+    return {field["position"]: (field["length"], field["name"]) for field in fields}
 
 
 @pytest.mark.parametrize("version", [1, 2])

@@ -11,7 +11,7 @@ namespace {
 
 template <typename Failure> [[noreturn]] void EndBy(const Failure& failure)
 {
-    installTerminateHandler("program");
+    installTerminateHandler("program", 4);
     try {
         throw failure;
     } catch (...) {
@@ -21,9 +21,9 @@ template <typename Failure> [[noreturn]] void EndBy(const Failure& failure)
 
 } // namespace
 
-TEST(TerminateHandlerDeathTest, PrintsTheExceptionAsOneLineAndEndsWithStatus1)
+TEST(TerminateHandlerDeathTest, PrintsTheExceptionAsOneLineAndEndsWithTheGivenStatus)
 {
-    EXPECT_EXIT(EndBy(std::logic_error("the reason")), testing::ExitedWithCode(1),
+    EXPECT_EXIT(EndBy(std::logic_error("the reason")), testing::ExitedWithCode(4),
                 "^program: the reason\n$");
 }
 
@@ -35,20 +35,20 @@ TEST(TerminateHandlerDeathTest, DropsWhatWasNotWrittenOutYet)
             fputs("an unfinished result", stdout);
         EndBy(std::logic_error("the reason"));
     };
-    EXPECT_EXIT(endWithUnfinishedResult(), testing::ExitedWithCode(1), "the reason");
+    EXPECT_EXIT(endWithUnfinishedResult(), testing::ExitedWithCode(4), "the reason");
     EXPECT_EQ(output.Contents(), Bytes());
 }
 
 TEST(TerminateHandlerDeathTest, KnowsNoReasonOfWhatIsNoStandardException)
 {
-    EXPECT_EXIT(EndBy(1), testing::ExitedWithCode(1), "^program: unknown error\n$");
+    EXPECT_EXIT(EndBy(1), testing::ExitedWithCode(4), "^program: unknown error\n$");
 }
 
-TEST(TerminateHandlerDeathTest, EndsWithStatus1WithoutAnyException)
+TEST(TerminateHandlerDeathTest, EndsWithTheGivenStatusWithoutAnyException)
 {
     const auto terminate = [] {
-        installTerminateHandler("program");
+        installTerminateHandler("program", 4);
         std::terminate();
     };
-    EXPECT_EXIT(terminate(), testing::ExitedWithCode(1), "^program: terminated\n$");
+    EXPECT_EXIT(terminate(), testing::ExitedWithCode(4), "^program: terminated\n$");
 }

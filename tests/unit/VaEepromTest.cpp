@@ -2,7 +2,6 @@
 
 #include "FormattedRecords.h"
 #include "MessageOf.h"
-#include "RecordLayout.h"
 #include "TestRecord.h"
 
 #include <cstring>
@@ -19,26 +18,31 @@ Bytes Part(uint32_t bytes, uint8_t versionHigh, uint8_t versionLow)
 
 void ExpectLayout(const TestRecord& record, uint32_t version)
 {
-    const RecordLayout& layout = LayoutOf(version);
+    const auto in = [version](auto inVersion1, auto inVersion2) {
+        return version == 1 ? inVersion1 : inVersion2;
+    };
     EXPECT_EQ(record.formatVersion, version);
-    EXPECT_EQ(record.size, layout.size);
+    EXPECT_EQ(record.size, in(128U, 2048U));
     EXPECT_EQ(record.versionPos, 0);
     EXPECT_EQ(record.patternPos, 2U);
-    EXPECT_EQ(record.productionDatePos, layout.productionDatePos);
-    EXPECT_EQ(record.serviceDatePos, layout.serviceDatePos);
-    EXPECT_EQ(record.productTypePos, layout.productTypePos);
-    EXPECT_EQ(record.hardwareRevPos, layout.hardwareRevPos);
-    EXPECT_EQ(record.pcbRevPos, layout.pcbRevPos);
-    EXPECT_EQ(record.pcbSerialPos, layout.pcbSerialPos);
-    EXPECT_EQ(record.serialPos, layout.serialPos);
-    EXPECT_EQ(record.crcPos, layout.crcPos);
-    EXPECT_EQ(record.block8Pos, layout.block8Pos);
-    EXPECT_EQ(record.pcbSerialMaxLen, layout.pcbSerialMaxLen);
-    EXPECT_EQ(record.entityIdPos, layout.entityIdPos);
-    EXPECT_EQ(record.entityModelIdPos, layout.entityModelIdPos);
-    EXPECT_EQ(record.macPos, layout.macPos);
-    EXPECT_EQ(record.aioCalibrationPos, layout.aioCalibrationPos);
-    EXPECT_EQ(record.ariPos, layout.ariPos);
+    EXPECT_EQ(record.productionDatePos, in(40, 56));
+    EXPECT_EQ(record.serviceDatePos, in(47, 63));
+    EXPECT_EQ(record.productTypePos, in(54, 70));
+    EXPECT_EQ(record.hardwareRevPos, in(56, 72));
+    EXPECT_EQ(record.pcbRevPos, in(59, 75));
+    EXPECT_EQ(record.pcbSerialPos, in(62, 78));
+    EXPECT_EQ(record.serialPos, in(74, 114));
+    EXPECT_EQ(record.crcPos, in(103U, 179U));
+    EXPECT_EQ(record.block8Pos, in(120, -1));
+    EXPECT_EQ(record.pcbSerialMaxLen, in(12U, 36U));
+    EXPECT_EQ(record.entityIdPos, in(87, 127));
+    EXPECT_EQ(record.entityModelIdPos, in(95, 135));
+    using Macs = std::array<int32_t, 6>;
+    EXPECT_EQ(record.macPos, in(Macs{8, 16, 24, 32, -1, -1}, Macs{8, 16, 24, 32, 40, 48}));
+    using Values = std::array<int32_t, 8>;
+    EXPECT_EQ(record.aioCalibrationPos, in(Values{-1, -1, -1, -1, -1, -1, -1, -1},
+                                           Values{143, 147, 151, 155, 159, 163, 167, 171}));
+    EXPECT_EQ(record.ariPos, in(-1, 175));
     EXPECT_EQ(record.sparePos, -1);
 }
 
@@ -89,6 +93,22 @@ TEST(SelectLayout, FillsThePositionTableAndTouchesNoDevice)
     part.record.SelectLayout(0xFFFF);
     ExpectLayout(part.record, 2);
     EXPECT_EQ(part.device.Contents(), Version2Part());
+}
+
+TEST(SelectLayout, LeavesAloneWhatIsTheSameInEveryVersion)
+{
+    RecordOnDevice part(Version2Part());
+    for (const uint32_t version : {1U, 2U}) {
+        part.record.versionPos = 1001;
+        part.record.patternPos = 1002;
+        part.record.macPos[0] = 1003;
+        part.record.sparePos = 1004;
+        part.record.SelectLayout(version);
+        EXPECT_EQ(part.record.versionPos, 1001);
+        EXPECT_EQ(part.record.patternPos, 1002U);
+        EXPECT_EQ(part.record.macPos[0], 1003);
+        EXPECT_EQ(part.record.sparePos, 1004);
+    }
 }
 
 TEST(RecordReopen, OfARecordKeepsTheLayoutAndDoesNotFormat)
