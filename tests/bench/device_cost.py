@@ -2,7 +2,7 @@
 
 from collections import namedtuple
 
-import records
+import elements
 from bench_sandbox import MENU, BenchSandbox
 from device_operations import FORMAT, VERSION_READ, bring_up, element_write, erasing
 
@@ -10,18 +10,6 @@ BITS_PER_BYTE = 9  # on an I2C bus: 8 and the acknowledgement
 BUS_HZ = 100_000
 
 Cost = namedtuple("Cost", "calls read written")
-
-VALUES = {
-    **{f"--mac{number}": "02:a5:5e:00:00:01" for number in (1, 2, 3, 4)},
-    "--productiondate": "2026-11-15 10:42:16",
-    "--servicedate": "2026-11-15 10:42:16",
-    "--type": "30",
-    "--hardware_rev": "001",
-    "--pcb_rev": "001",
-    "--pcb_ser_num": "PCB-00004711",
-    "--ser_num": "SN-0000004711",
-}
-assert VALUES.keys() == records.FIELDS.keys(), "the cost of an element is not measured"
 
 
 def cost(operations):
@@ -34,21 +22,16 @@ def cost(operations):
     return Cost(len(operations), bytes_of["read"], bytes_of["write"])
 
 
-def written_length(version, option):
-    if option in ("--pcb_ser_num", "--ser_num"):
-        return len(VALUES[option])
-    return records.FIELDS[option][version + 1]
-
-
 def commands(version):
     """Each command with what it does to the device between bring-up and the end."""
-    for option in [*records.FIELDS, "--crc", "--valid"]:
+    for option in [*elements.WRITABLE, "--crc", "--valid"]:
         yield ["-r", option], []
     yield ["-r", "--version"], VERSION_READ
     yield ["--raw"], VERSION_READ
     yield ["--help"], []
-    for option, value in VALUES.items():
-        yield ["-w", option, value], element_write(version, option, written_length(version, option))
+    for element in elements.VALUES:
+        write = element_write(version, element, len(element.stored))
+        yield ["-w", element.option, element.typed], write
     yield [f"--format_v{version}"], FORMAT[version]
     yield ["--erase"], erasing(version)
     yield MENU, VERSION_READ * 3  # all values: for their lengths, for the list, to show it

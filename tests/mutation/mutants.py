@@ -48,16 +48,15 @@ IGNORED = re.compile(
     r"^\s*(#|//|static_assert|namespace|using|case|template)|NOLINT|// clang-format"
 )
 
-PROGRAM_TESTS = [
-    "command_line",
-    "reads",
-    "whole_record",
-    "failures",
-    "device_operations",
-    "device_faults",
-    "writes",
-    "board_test",
-]
+MENU_TEST = "tests/program/test_menu.py"
+
+
+def program_tests():
+    """The modules that look at the programs, and at nothing else in the tree."""
+    modules = sorted(ROOT.glob("tests/program/test_*.py"))
+    tree = re.compile(r"^# ctest:.* tree", re.MULTILINE)
+    names = [str(path.relative_to(ROOT)) for path in modules if not tree.search(path.read_text())]
+    return [name for name in names if name != MENU_TEST]
 
 
 def mutants(path):
@@ -76,10 +75,10 @@ def test_commands(path, build):
     """The tests that look at a file, the quickest first, with the seconds that they may take."""
     pytest = ["/usr/bin/python3", "-B", "-m", "pytest", "-x", "-q", "-p", "no:cacheprovider"]
     pytest.append(f"--programs={build}")
-    menu = (120, [*pytest, "tests/program/test_menu.py"])
-    if "MenuScreen" in path or "MessageWatch" in path:
+    menu = (120, [*pytest, MENU_TEST])
+    if re.search(r"<(curses|menu)\.h>|MessageWatch", (ROOT / path).read_text()):
         return [menu]
-    program = [*pytest, *(f"tests/program/test_{name}.py" for name in PROGRAM_TESTS)]
+    program = [*pytest, *program_tests()]
     return [
         (15, [build / "tests/unit-tests", "--gtest_brief=1"]),
         (15, ["umockdev-wrapper", build / "tests/instance-test", "--gtest_brief=1"]),
@@ -138,18 +137,9 @@ def main():
     parser.add_argument("--every", type=int, default=1)
     parser.add_argument("files", nargs="*")
     options = parser.parse_args()
+    sources = ["*.cpp", "*/BigEndian.h", ":!tests"]
     tracked = subprocess.run(
-        [
-            "git",
-            "ls-files",
-            "boardsupport/*.cpp",
-            "boardsupport/BigEndian.h",
-            "process/*.cpp",
-            "tool/*.cpp",
-        ],
-        cwd=ROOT,
-        capture_output=True,
-        check=True,
+        ["git", "ls-files", *sources], cwd=ROOT, capture_output=True, check=True
     )
     files = options.files or tracked.stdout.decode().split()
     chosen = [mutant for path in files for mutant in mutants(path)][:: options.every]

@@ -51,7 +51,9 @@ def layouts():
     subprocess.run([ROOT / "script/build", "release", "facts"], check=True)
     printed = subprocess.check_output([ROOT / "build/release/tests/facts"])
     for version, layout in json.loads(printed)["versions"].items():
-        fields = [Field(f["position"], f["length"], kind_of(f), f["name"]) for f in layout["fields"]]
+        fields = [
+            Field(f["position"], f["length"], kind_of(f), f["name"]) for f in layout["fields"]
+        ]
         yield int(version), layout["size"], fields
 
 

@@ -7,28 +7,15 @@ something that it did not make itself.
 import zlib
 from pathlib import Path
 
+import elements
+
 GOLDEN = Path(__file__).parent / "golden"
 
 BLANK_V2 = b"\xff" * 2048
 BLANK_V1 = b"\xff" * 128
 MISTAKEN_V1 = b"\0\2Vantor" + bytes(120)  # a part of 128 bytes formatted as version 2
 
-# option: (position in version 1, position in version 2, length in version 1, length in version 2)
-FIELDS = {
-    "--mac1": (8, 8, 6, 6),
-    "--mac2": (16, 16, 6, 6),
-    "--mac3": (24, 24, 6, 6),
-    "--mac4": (32, 32, 6, 6),
-    "--productiondate": (40, 56, 7, 7),
-    "--servicedate": (47, 63, 7, 7),
-    "--type": (54, 70, 2, 2),
-    "--hardware_rev": (56, 72, 3, 3),
-    "--pcb_rev": (59, 75, 3, 3),
-    "--pcb_ser_num": (62, 78, 12, 36),
-    "--ser_num": (74, 114, 13, 13),
-}
-
-CRC_POSITION = {1: 103, 2: 179}
+CRC_POSITION = {version: elements.field("--crc", version).position for version in (1, 2)}
 SIZE = {1: 128, 2: 2048}
 
 
@@ -62,10 +49,13 @@ def with_crc(contents):
 
 def with_field(contents, option, data):
     """The image after a field was written: zero-padded to the field's end, with a new CRC."""
-    version = version_of(contents)
-    position, length = FIELDS[option][version - 1], FIELDS[option][version + 1]
+    position, length = elements.field(option, version_of(contents))
     assert len(data) <= length
     return with_crc(patched(contents, position, data.ljust(length, b"\0")))
+
+
+def with_sample(contents, element):
+    return with_field(contents, element.option, element.stored)
 
 
 def damaged(contents):

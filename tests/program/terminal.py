@@ -10,10 +10,10 @@ import struct
 import subprocess
 import termios
 import time
-import zlib
 from collections import namedtuple
 from pathlib import Path
 
+import elements
 import pexpect
 import pyte
 import records
@@ -23,27 +23,6 @@ TIMEOUT = 10  # seconds, for what takes milliseconds
 TIOCGPTN = 0x80045430  # asks a pseudo-terminal's number; Python does not have it yet
 
 Cell = namedtuple("Cell", "text foreground background reverse")
-
-ENTRIES = [
-    "FormatVersion",
-    "MAC1",
-    "MAC2",
-    "MAC3",
-    "MAC4",
-    "DateOfProduction",
-    "DateOfLastService",
-    "ProductType",
-    "Hardware Rev",
-    "PCB Rev",
-    "SerialNumber",
-    "PCB SerialNumber",
-    "Crc32",
-    "valid",
-    "Format_v2",
-    "Erase",
-    "END",
-]
-GREYED = ["FormatVersion", "Crc32", "valid"]
 
 
 def key(name, terminal="screen-256color"):
@@ -165,7 +144,7 @@ class Terminal:
         self.settle()
 
     def go_to(self, name, start="FormatVersion"):
-        steps = ENTRIES.index(name) - ENTRIES.index(start)
+        steps = elements.NAMES.index(name) - elements.NAMES.index(start)
         self.press(*[DOWN] * steps, *[UP] * -steps)
 
     def edit(self, text):
@@ -221,25 +200,15 @@ class Terminal:
 def values_of(contents):
     """What the list shows of a valid image, taken from the image alone."""
     version = records.version_of(contents)
+    return [element.shown(contents, version) for element in elements.ELEMENTS]
 
-    def field(option):
-        position, length = records.FIELDS[option][version - 1], records.FIELDS[option][version + 1]
-        return contents[position : position + length]
 
-    def date(option):
-        return "%02i%02i-%02i-%02i %02i:%02i:%02i" % tuple(field(option))
-
-    def text(option):
-        return field(option).split(b"\0")[0].decode()
-
-    crc = zlib.crc32(contents[: records.CRC_POSITION[version]])
+def failure_values(contents):
+    """What the list shows of an invalid image."""
+    version = records.version_of(contents)
     return [
-        str(version),
-        *[field(f"--mac{number}").hex(":") for number in (1, 2, 3, 4)],
-        *[date("--productiondate"), date("--servicedate")],
-        hex(int.from_bytes(field("--type"), "big")),
-        *[text("--hardware_rev"), text("--pcb_rev"), text("--ser_num"), text("--pcb_ser_num")],
-        *[str(crc), "1", "--ERASE ALL--", "--ERASE ALL--", ""],
+        element.shown(contents, version) if element.failure is None else element.failure
+        for element in elements.ELEMENTS
     ]
 
 
@@ -259,12 +228,12 @@ def screen_of(values, current, prompt="", first=0, size=(24, 80), column=None, c
 
     put(1, 9, "***** KESTREL *****")
     width = column or max(map(len, values))
-    for line, (name, value) in enumerate(list(zip(ENTRIES, values))[first : first + rows - 6]):
-        look = plain._replace(reverse=name == current)
-        if name in GREYED:
-            look = grey
-        put(3 + line, 1, "-->" if name == current else "   ")
-        put(3 + line, 4, f"{name:17} {value:{width}}", look)
+    lines = list(zip(elements.ELEMENTS, values))[first : first + rows - 6]
+    for row, (element, value) in enumerate(lines, 3):
+        is_current = element.name == current
+        look = grey if element.kind == "read only" else plain._replace(reverse=is_current)
+        put(row, 1, "-->" if is_current else "   ")
+        put(row, 4, f"{element.name:17} {value:{width}}", look)
     put(rows - 3, 1, "**************")
     put(rows - 2, 1, "$>" + prompt)
     put(rows - 1, 1, "**************")

@@ -1,5 +1,7 @@
 """The board test front end."""
 
+# ctest: vm first
+
 import os
 import subprocess
 

@@ -1,8 +1,11 @@
 """What the arguments mean, in every order, and the exit statuses."""
 
+# ctest: vm
+
 import os
 import subprocess
 
+import elements
 import pytest
 import records
 
@@ -156,7 +159,7 @@ def test_an_empty_argument_selects_the_last_entry_which_does_nothing(make_sandbo
     assert sandbox.image == V2
 
 
-@pytest.mark.parametrize("option", [*records.FIELDS, ""])
+@pytest.mark.parametrize("option", [*elements.WRITABLE, ""])
 @pytest.mark.parametrize("mode", [["-w"], []])
 def test_a_missing_value_ends_with_a_message_and_writes_nothing(make_sandbox, mode, option):
     sandbox = make_sandbox(V2)
@@ -165,7 +168,7 @@ def test_a_missing_value_ends_with_a_message_and_writes_nothing(make_sandbox, mo
     assert sandbox.image == V2
 
 
-@pytest.mark.parametrize("option", ["--version", "--crc", "--valid"])
+@pytest.mark.parametrize("option", elements.READ_ONLY)
 @pytest.mark.parametrize("mode", [["-r", "-w"], ["-w"], []])
 def test_read_only_elements_need_no_value_and_take_any(make_sandbox, mode, option):
     sandbox = make_sandbox(V2)

@@ -1,5 +1,7 @@
 """The completion for bash and zsh: what it offers, and that it never completes a value."""
 
+# ctest: tree native
+
 import os
 import re
 import subprocess
@@ -135,15 +137,6 @@ def bash(prefix, tmp_path):
     shell = Shell("bash", prefix, tmp_path)
     yield shell
     shell.close()
-
-
-def test_the_table_of_elements_is_read_to_its_end():
-    source = (elements.ROOT / "tool/MenuEntryTable.cpp").read_text()
-    table = source[source.index("void initMenu()") :]
-    entries = len(re.findall(r"^    append", table, re.MULTILINE))
-    found = [*elements.READ_ONLY, *elements.WRITABLE, *elements.COMMANDS]
-    assert len(found) == entries - 1  # all but the last, which has no option
-    assert len(elements.SPECIAL) == 5
 
 
 def test_the_first_word_is_a_mode_or_a_special_word(shell):

@@ -1,5 +1,7 @@
 """What the operator sees when the device, the record or the system fails."""
 
+# ctest: vm
+
 import signal
 
 import pytest

@@ -1,5 +1,7 @@
 """What cmake --install puts where."""
 
+# ctest: native
+
 import os
 import re
 import subprocess

@@ -1,5 +1,7 @@
 """The full-screen menu: every cell of its screen, every key, and what reaches the EEPROM."""
 
+# ctest: first
+
 import curses
 import os
 import signal
@@ -7,19 +9,20 @@ import subprocess
 import termios
 import time
 
+import elements
 import pytest
 import records
 from terminal import (
     BACKSPACE,
     DOWN,
     ENTER,
-    ENTRIES,
     F1,
     LEFT,
     RIGHT,
     TIMEOUT,
     UP,
     Terminal,
+    failure_values,
     key,
     screen_of,
     values_of,
@@ -28,56 +31,7 @@ from terminal import (
 V1 = records.formatted(1)
 V2 = records.formatted(2)
 
-OPTIONS = {
-    "MAC1": "--mac1",
-    "MAC2": "--mac2",
-    "MAC3": "--mac3",
-    "MAC4": "--mac4",
-    "DateOfProduction": "--productiondate",
-    "DateOfLastService": "--servicedate",
-    "ProductType": "--type",
-    "Hardware Rev": "--hardware_rev",
-    "PCB Rev": "--pcb_rev",
-    "SerialNumber": "--ser_num",
-    "PCB SerialNumber": "--pcb_ser_num",
-}
-
-# entry: (the text typed, the bytes stored, the text shown then)
-EDITS = {
-    "MAC1": ("02:A5:5E:00:00:1a", "02a55e00001a", "02:a5:5e:00:00:1a"),
-    "MAC2": ("02:a5:5e:00:00:2a", "02a55e00002a", "02:a5:5e:00:00:2a"),
-    "MAC3": ("02:a5:5e:00:00:zz", "02a55e000000", "02:a5:5e:00:00:00"),
-    "MAC4": ("02:a5:5e:00:00:4a", "02a55e00004a", "02:a5:5e:00:00:4a"),
-    "DateOfProduction": ("2026-11-15 10:42:16", "141a0b0f0a2a10", "2026-11-15 10:42:16"),
-    "DateOfLastService": ("2026/11/16 11.43.17", "141a0b100b2b11", "2026-11-16 11:43:17"),
-    "ProductType": ("1e", "001e", "0x1e"),
-    "Hardware Rev": ("A01", "413031", "A01"),
-    "PCB Rev": ("%s%", "257325", "%s%"),
-    "SerialNumber": ("%n%s%d", "256e25732564", "%n%s%d"),
-    "PCB SerialNumber": ("PCB-1", "5043422d31", "PCB-1"),
-}
-
-REFUSED = {
-    "MAC1": "02:a5:5e:00:00:0",
-    "MAC2": "02-a5-5e-00-00-01",
-    "MAC3": "",
-    "MAC4": "x",
-    "DateOfProduction": "2012-06-01 12:00:00",
-    "DateOfLastService": "2026-13-01 00:00:00",
-    "Hardware Rev": "00",
-    "PCB Rev": "0000",
-    "SerialNumber": "12345678901234",
-}
-
-
-def failure_values(version="2"):
-    return [
-        version,
-        *["00:00:00:00:00:00"] * 4,
-        *["0000-00-00 00:00:00"] * 2,
-        *["0xffff", "000", "000", "0000000000000", "0", "0", "0"],
-        *["--ERASE ALL--", "--ERASE ALL--", ""],
-    ]
+EACH_VALUE = pytest.mark.parametrize("element", elements.VALUES, ids=lambda element: element.name)
 
 
 @pytest.fixture(autouse=True)
@@ -85,10 +39,6 @@ def leave_all_menus():
     yield
     while Terminal.running:
         Terminal.running.pop().leave()
-
-
-# Reads of fields behind the CRC check, each time that all values are shown.
-READS = 12
 
 
 @pytest.mark.parametrize("size", [(24, 80), (40, 132), (24, 71), (50, 200)])
@@ -107,7 +57,7 @@ def test_the_smallest_terminal_shows_one_entry_at_a_time(make_sandbox):
     terminal = Terminal(make_sandbox(V2), *size)
     values = values_of(V2)
     terminal.expect(screen_of(values, "FormatVersion", size=size))
-    for index, name in enumerate(ENTRIES[1:], 1):
+    for index, name in enumerate(elements.NAMES[1:], 1):
         terminal.press(DOWN)
         terminal.expect(screen_of(values, name, first=index, size=size))
     terminal.press(DOWN)
@@ -152,7 +102,7 @@ def test_up_and_down_move_one_entry_and_stop_at_both_ends(make_sandbox):
     values = values_of(V2)
     terminal.press(UP)
     terminal.expect(screen_of(values, "FormatVersion"))
-    for name in ENTRIES[1:]:
+    for name in elements.NAMES[1:]:
         terminal.press(DOWN)
         terminal.expect(screen_of(values, name))
     terminal.press(DOWN)
@@ -201,13 +151,13 @@ def test_enter_does_nothing_on_a_read_only_entry(make_sandbox, name):
     assert sandbox.image == V2
 
 
-@pytest.mark.parametrize("name", EDITS)
-def test_an_edit_is_shown_stored_and_read_again(make_sandbox, name):
-    typed, stored, shown = EDITS[name]
+@EACH_VALUE
+def test_an_edit_is_shown_stored_and_read_again(make_sandbox, element):
+    name, typed = element.name, element.typed
     sandbox = make_sandbox(V2)
     terminal = Terminal(sandbox)
     values = values_of(V2)
-    old = values[ENTRIES.index(name)]
+    old = element.shown(V2, 2)
     terminal.go_to(name)
     terminal.press(ENTER)
     terminal.expect(screen_of(values, name, f"{name}: {old}"))
@@ -221,43 +171,35 @@ def test_an_edit_is_shown_stored_and_read_again(make_sandbox, name):
     assert sandbox.image == V2
     terminal.press(ENTER)
 
-    expected = records.with_field(V2, OPTIONS[name], bytes.fromhex(stored))
-    new_values = values_of(expected)
-    assert new_values[ENTRIES.index(name)] == shown
-    terminal.expect(screen_of(new_values, name))
+    expected = records.with_sample(V2, element)
+    terminal.expect(screen_of(values_of(expected), name))
     assert sandbox.image == expected
 
 
-def test_an_edit_of_a_version_1_board_is_stored_at_its_places(make_sandbox):
-    sandbox = make_sandbox(V1)
-    terminal = Terminal(sandbox)
-    terminal.go_to("PCB SerialNumber")
-    terminal.edit(b"12CHARACTERS")
-    terminal.press(ENTER)
-    expected = records.with_field(V1, "--pcb_ser_num", b"12CHARACTERS")
-    terminal.expect(screen_of(values_of(expected), "PCB SerialNumber"))
-    assert sandbox.image == expected
-
-
-@pytest.mark.parametrize("name", REFUSED)
-def test_a_refused_edit_leaves_the_old_value(make_sandbox, name):
+def test_what_is_typed_is_no_format(make_sandbox):
     sandbox = make_sandbox(V2)
     terminal = Terminal(sandbox)
-    terminal.go_to(name)
-    terminal.edit(REFUSED[name].encode())
-    terminal.expect(screen_of(values_of(V2), name, f"{name}: {REFUSED[name]}"))
+    terminal.go_to("SerialNumber")
+    terminal.edit(b"%n%s%d")
+    terminal.expect(screen_of(values_of(V2), "SerialNumber", "SerialNumber: %n%s%d"))
     terminal.press(ENTER)
-    terminal.expect(screen_of(values_of(V2), name))
-    assert sandbox.image == V2
+    expected = records.with_field(V2, "--ser_num", b"%n%s%d")
+    terminal.expect(screen_of(values_of(expected), "SerialNumber"))
+    assert sandbox.image == expected
 
 
-def test_a_refused_pcb_serial_number_leaves_the_old_value(make_sandbox):
+@pytest.mark.parametrize(
+    "element",
+    [element for element in elements.VALUES if element.refused is not None],
+    ids=lambda element: element.name,
+)
+def test_a_refused_edit_leaves_the_old_value(make_sandbox, element):
     sandbox = make_sandbox(V1)
     terminal = Terminal(sandbox)
-    terminal.go_to("PCB SerialNumber")
-    terminal.edit(b"13 CHARACTERS")
+    terminal.go_to(element.name)
+    terminal.edit(element.refused.encode())
     terminal.press(ENTER)
-    terminal.expect(screen_of(values_of(V1), "PCB SerialNumber"))
+    terminal.expect(screen_of(values_of(V1), element.name))
     assert sandbox.image == V1
 
 
@@ -267,7 +209,7 @@ def test_an_edit_on_the_smallest_terminal_is_stored(make_sandbox):
     terminal = Terminal(sandbox, *size)
     terminal.go_to("PCB Rev")
     terminal.edit(b"B02")
-    at = ENTRIES.index("PCB Rev")
+    at = elements.NAMES.index("PCB Rev")
     prompt = "PCB Rev: B02"
     terminal.expect(screen_of(values_of(V2), "PCB Rev", prompt, first=at, size=size))
     terminal.press(ENTER)
@@ -276,17 +218,17 @@ def test_an_edit_on_the_smallest_terminal_is_stored(make_sandbox):
     assert sandbox.image == expected
 
 
-@pytest.mark.parametrize("name", OPTIONS)
-def test_enter_twice_writes_the_unchanged_value(make_sandbox, name):
-    sandbox = make_sandbox(V2)
+@EACH_VALUE
+def test_enter_twice_writes_the_unchanged_value(make_sandbox, element):
+    sandbox = make_sandbox(V1)
     terminal = Terminal(sandbox)
-    terminal.go_to(name)
-    position, length = records.FIELDS[OPTIONS[name]][1], records.FIELDS[OPTIONS[name]][3]
-    # Behind the program's back, so that the write can be seen.
-    sandbox.image = records.patched(V2, position, b"\x01" * length)
+    terminal.go_to(element.name)
+    position, length = element.field(1)
+    # Unknown to the program, so that the write can be seen.
+    sandbox.image = records.patched(V1, position, b"\x01" * length)
     terminal.press(ENTER, ENTER)
-    terminal.expect(screen_of(values_of(V2), name))
-    assert sandbox.image == V2
+    terminal.expect(screen_of(values_of(V1), element.name))
+    assert sandbox.image == V1
 
 
 def code(number):
@@ -339,15 +281,15 @@ def test_a_key_in_an_edit_appends_the_bytes_of_its_code(make_sandbox, sent, appe
     assert sandbox.image == expected
     shown = "<" + "".join(chr(byte) if 32 <= byte < 127 else "?" for byte in appended) + ">"
     values = values_of(records.with_field(V2, "--pcb_ser_num", b""))
-    values[ENTRIES.index("PCB SerialNumber")] = shown
-    values[ENTRIES.index("Crc32")] = str(int.from_bytes(expected[179:183], "big"))
+    values[elements.NAMES.index("PCB SerialNumber")] = shown
+    values[elements.NAMES.index("Crc32")] = str(int.from_bytes(expected[179:183], "big"))
     terminal.expect(screen_of(values, "PCB SerialNumber"))
 
 
 def test_the_enter_key_of_the_keypad_appends_its_code(make_sandbox):
     sandbox = make_sandbox(V2)
     terminal = Terminal(sandbox, name="vt100")
-    terminal.press(*[key("kcud1", "vt100")] * ENTRIES.index("SerialNumber"), ENTER)
+    terminal.press(*[key("kcud1", "vt100")] * elements.NAMES.index("SerialNumber"), ENTER)
     terminal.press(*[b"\x7f"] * 13, key("kent", "vt100"), ENTER)
     assert sandbox.image == records.with_field(V2, "--ser_num", code(curses.KEY_ENTER))
 
@@ -391,7 +333,7 @@ def test_a_value_longer_than_all_at_the_start_keeps_to_its_line(make_sandbox):
     contents = records.damaged(records.with_field(V2, "--pcb_ser_num", b"p" * 36))
     sandbox = make_sandbox(contents)
     terminal = Terminal(sandbox)
-    terminal.expect(screen_of(failure_values(), "FormatVersion"))
+    terminal.expect(screen_of(failure_values(V2), "FormatVersion"))
     terminal.go_to("PCB Rev")
     terminal.press(ENTER, ENTER)
     repaired = records.with_crc(contents)
@@ -485,30 +427,30 @@ def test_a_damaged_record_shows_failure_values_and_reports_each_read(make_sandbo
     sandbox = make_sandbox(records.damaged(contents))
     errors = sandbox.directory / "errors"
     terminal = Terminal(sandbox, shell=f"MENU 2>{errors}")
-    values = failure_values(str(records.version_of(contents)))
+    values = failure_values(contents)
     terminal.expect(screen_of(values, "FormatVersion"))
     # To measure the values, to make the menu, and to show them.
-    assert errors.read_bytes() == b"CRC invalid\n" * 3 * READS
+    assert errors.read_bytes() == b"CRC invalid\n" * 3 * len(elements.CHECKED)
 
     terminal.go_to("MAC1")
     terminal.edit(b"refused")
     terminal.press(ENTER)
     terminal.expect(screen_of(values, "MAC1"))
-    assert errors.read_bytes() == b"CRC invalid\n" * 4 * READS
+    assert errors.read_bytes() == b"CRC invalid\n" * 4 * len(elements.CHECKED)
     assert sandbox.image == records.damaged(contents)
 
 
 def test_the_messages_of_a_damaged_record_do_not_spoil_the_screen(make_sandbox):
     terminal = Terminal(make_sandbox(records.damaged(V2)))
-    terminal.expect(screen_of(failure_values(), "FormatVersion"))
+    terminal.expect(screen_of(failure_values(V2), "FormatVersion"))
     before_the_screen = terminal.transcript.split(key("smcup"))[0]
-    assert before_the_screen.count(b"CRC invalid\r\n") == READS
+    assert before_the_screen.count(b"CRC invalid\r\n") == len(elements.CHECKED)
     terminal.go_to("MAC1")
     terminal.edit(b"refused")
     terminal.press(ENTER)
-    terminal.expect(screen_of(failure_values(), "MAC1"))
+    terminal.expect(screen_of(failure_values(V2), "MAC1"))
     terminal.press(DOWN)
-    terminal.expect(screen_of(failure_values(), "MAC2"))
+    terminal.expect(screen_of(failure_values(V2), "MAC2"))
 
 
 def test_the_message_of_a_failed_erase_does_not_spoil_the_screen(make_sandbox):
@@ -765,8 +707,8 @@ def test_bytes_that_are_not_printable_stay_in_their_line_and_survive_an_unchange
     sandbox = make_sandbox(contents)
     terminal = Terminal(sandbox)
     values = values_of(V2)
-    values[ENTRIES.index("SerialNumber")] = "a?b?[2J???%?"
-    values[ENTRIES.index("Crc32")] = str(int.from_bytes(contents[179:183], "big"))
+    values[elements.NAMES.index("SerialNumber")] = "a?b?[2J???%?"
+    values[elements.NAMES.index("Crc32")] = str(int.from_bytes(contents[179:183], "big"))
     terminal.expect(screen_of(values, "FormatVersion"))
     terminal.go_to("SerialNumber")
     terminal.press(ENTER)
@@ -792,13 +734,13 @@ def test_several_edits_leave_exactly_their_fields_changed(make_sandbox):
     sandbox = make_sandbox(V2)
     terminal = Terminal(sandbox)
     expected, at = V2, "FormatVersion"
-    for name in reversed(EDITS):
-        terminal.go_to(name, at)
-        at = name
-        terminal.edit(EDITS[name][0].encode())
+    for element in reversed(elements.VALUES):
+        terminal.go_to(element.name, at)
+        at = element.name
+        terminal.edit(element.typed.encode())
         terminal.press(ENTER)
-        expected = records.with_field(expected, OPTIONS[name], bytes.fromhex(EDITS[name][1]))
-        terminal.expect(screen_of(values_of(expected), name))
+        expected = records.with_sample(expected, element)
+        terminal.expect(screen_of(values_of(expected), at))
     assert sandbox.image == expected
 
 

@@ -1,5 +1,7 @@
 """The pictures of docs/: drawn from today's code and texts, and true to what the program does."""
 
+# ctest: tree native
+
 import json
 import re
 import subprocess

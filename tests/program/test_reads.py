@@ -1,42 +1,13 @@
 """Reading one element per call."""
 
-import zlib
+# ctest: vm
 
+import elements
 import pytest
 import records
 
 V1 = records.formatted(1)
 V2 = records.formatted(2)
-
-FORMATTED_VALUES = {
-    "--mac1": b"02:a5:5e:00:00:00",
-    "--mac2": b"02:a5:5e:00:00:00",
-    "--mac3": b"02:a5:5e:00:00:00",
-    "--mac4": b"02:a5:5e:00:00:00",
-    "--productiondate": b"2014-01-01 00:00:00",
-    "--servicedate": b"2014-01-01 00:00:00",
-    "--type": b"0x30",
-    "--hardware_rev": b"000",
-    "--pcb_rev": b"000",
-    "--pcb_ser_num": b"000000000000",
-    "--ser_num": b"0000000000000",
-    "--valid": b"1",
-}
-
-FAILURE_VALUES = {
-    "--mac1": b"00:00:00:00:00:00",
-    "--mac2": b"00:00:00:00:00:00",
-    "--mac3": b"00:00:00:00:00:00",
-    "--mac4": b"00:00:00:00:00:00",
-    "--productiondate": b"0000-00-00 00:00:00",
-    "--servicedate": b"0000-00-00 00:00:00",
-    "--type": b"0xffff",
-    "--hardware_rev": b"000",
-    "--pcb_rev": b"000",
-    "--pcb_ser_num": b"0",
-    "--ser_num": b"0000000000000",
-    "--crc": b"0",
-}
 
 PARTS = {
     "version 1": V1,
@@ -49,12 +20,11 @@ PARTS = {
 @pytest.mark.parametrize("part", PARTS)
 def test_every_element_of_a_formatted_record_is_read(make_sandbox, part):
     sandbox = make_sandbox(PARTS[part])
-    for option, value in FORMATTED_VALUES.items():
-        assert sandbox.read(option) == value, option
-    version = records.version_of(sandbox.image)
-    assert sandbox.read("--version") == str(version).encode()
-    stored = zlib.crc32(sandbox.image[: records.CRC_POSITION[version]])
-    assert sandbox.read("--crc") == str(stored).encode()
+    version = records.version_of(PARTS[part])
+    for element in elements.ELEMENTS:
+        if element.kind != "command":
+            shown = element.shown(PARTS[part], version)
+            assert sandbox.read(element.option) == shown.encode(), element.name
     assert sandbox.image == PARTS[part]
 
 
@@ -65,8 +35,9 @@ def test_every_element_of_a_formatted_record_is_read(make_sandbox, part):
 )
 def test_reads_of_an_invalid_record_report_it_and_print_their_failure_value(make_sandbox, contents):
     sandbox = make_sandbox(contents)
-    for option, value in FAILURE_VALUES.items():
-        assert sandbox.run("-r", option) == (0, value + b"\n", b"CRC invalid\n"), option
+    for element in elements.CHECKED:
+        shown = element.failure.encode() + b"\n"
+        assert sandbox.run("-r", element.option) == (0, shown, b"CRC invalid\n"), element.name
     assert sandbox.read("--valid") == b"0"
     assert sandbox.image == contents
 

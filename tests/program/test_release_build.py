@@ -1,5 +1,7 @@
 """The program as it is installed on boards: hardened, and clean under Valgrind."""
 
+# ctest: tree
+
 import subprocess
 from pathlib import Path
 

@@ -1,5 +1,7 @@
 """The one file that is copied to a board: it needs no library, and little memory."""
 
+# ctest: tree native
+
 import base64
 import subprocess
 from pathlib import Path

@@ -10,14 +10,10 @@ import signal
 import zlib
 from dataclasses import dataclass
 
+import elements
 import records
 
 VERIFY = "write verified error (write protected?)"
-
-MAC = bytes.fromhex("02a55e000000")
-DATE = bytes([20, 14, 1, 1, 0, 0, 0])
-ID = bytes.fromhex("02a55e0000000000")
-ARI = bytes.fromhex("105c8000")
 
 
 @dataclass
@@ -174,30 +170,20 @@ class Program:
         self.device.write(zlib.crc32(record[:end]).to_bytes(4, "big"))
         self.load()
 
-    def write_element(self, option, data):
-        position = records.FIELDS[option][self.version - 1]
-        if option in ("--pcb_ser_num", "--ser_num"):
-            self.write_field(position, bytes(records.FIELDS[option][self.version + 1]))
-        self.write_field(position, data)
+    def write_value(self, field, data, clears):
+        if clears:
+            self.write_field(field.position, bytes(field.length))
+        self.write_field(field.position, data)
+
+    def write_sample(self, element):
+        self.write_value(element.field(self.version), element.stored, element.clears)
 
     def format(self, version):
         self.version = version
         header = bytes([0, version]) + b"Vantor"
         self.write_field(0, header.ljust(128 if version == 1 else 255, b"\0"))
-        for number in (1, 2, 3, 4):
-            self.write_element(f"--mac{number}", MAC)
-        self.write_element("--productiondate", DATE)
-        self.write_element("--servicedate", DATE)
-        self.write_element("--type", b"\x00\x30")
-        self.write_element("--hardware_rev", b"000")
-        self.write_element("--pcb_rev", b"000")
-        self.write_element("--pcb_ser_num", b"0" * 12)
-        self.write_element("--ser_num", b"0" * 13)
-        more = [(87, ID), (95, ID)]
-        if version == 2:
-            more = [(127, ID), (135, ID), (40, MAC), (48, MAC), (175, ARI)]
-        for position, data in more:
-            self.write_field(position, data)
+        for field, data, clears in elements.formatting(version):
+            self.write_value(field, data, clears)
 
     def erase(self):
         try:

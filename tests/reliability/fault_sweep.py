@@ -10,6 +10,7 @@ from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
+import elements
 import records
 from conftest import Sandbox
 from device_model import Fault, outcome_of
@@ -28,31 +29,16 @@ PARTS = {
     "blank, 128 bytes": records.BLANK_V1,
 }
 
-ELEMENTS = {
-    "--mac1": ("02:a5:5e:00:00:01", bytes.fromhex("02a55e000001")),
-    "--mac2": ("02:a5:5e:00:00:02", bytes.fromhex("02a55e000002")),
-    "--mac3": ("02:a5:5e:00:00:03", bytes.fromhex("02a55e000003")),
-    "--mac4": ("02:a5:5e:00:00:04", bytes.fromhex("02a55e000004")),
-    "--productiondate": ("2026-11-15 10:42:16", bytes([20, 26, 11, 15, 10, 42, 16])),
-    "--servicedate": ("2026-11-16 11:43:17", bytes([20, 26, 11, 16, 11, 43, 17])),
-    "--type": ("1e", b"\x00\x1e"),
-    "--hardware_rev": ("A01", b"A01"),
-    "--pcb_rev": ("B02", b"B02"),
-    "--pcb_ser_num": ("PCB-1", b"PCB-1"),
-    "--ser_num": ("SN-1", b"SN-1"),
-}
-assert ELEMENTS.keys() == records.FIELDS.keys(), "an element is not tried"
-
 
 def commands():
     """Each command's name, its arguments, and what it does to the device behind bring-up."""
-    for option, (text, data) in ELEMENTS.items():
+    for element in elements.VALUES:
         yield (
             "write",
-            ["-w", option, text],
-            lambda program, option=option, data=data: program.write_element(option, data),
+            ["-w", element.option, element.typed],
+            lambda program, element=element: program.write_sample(element),
         )
-    for option in [*ELEMENTS, "--crc", "--valid"]:
+    for option in [*elements.WRITABLE, "--crc", "--valid"]:
         yield "read", ["-r", option], lambda program: None
     yield "read", ["-r", "--version"], lambda program: program.show_version()
     yield "dump", ["--raw"], lambda program: program.show_version()

@@ -6,6 +6,7 @@ from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
+import elements
 import records
 from conftest import Sandbox
 
@@ -15,11 +16,7 @@ VALID = "both written, the record valid"
 STALE = "both written, the CRC that of one alone"
 
 V2 = records.formatted(2)
-WRITES = {
-    "--mac1": ("02:a5:5e:00:00:01", bytes.fromhex("02a55e000001")),
-    "--pcb_rev": ("B02", b"B02"),
-}
-
+WRITES = [elements.BY_NAME["MAC1"], elements.BY_NAME["PCB Rev"]]
 
 # A file answers at once, a part on its bus takes milliseconds: long enough to meet in between.
 SLOWLY = ["strace", "-f", "--seccomp-bpf", "-o", "/dev/null", "-e", "trace=read,write"]
@@ -30,12 +27,12 @@ def at_once(sandbox, lock):
     slowly = [*SLOWLY, "-P", sandbox.path, "-e", "inject=read,write:delay_exit=1ms"]
     writers = [
         subprocess.Popen(
-            [*lock, *slowly, *sandbox.command("-w", option, text)],
+            [*lock, *slowly, *sandbox.command("-w", element.option, element.typed)],
             env=sandbox.environment(),
             stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT,
         )
-        for option, (text, _) in WRITES.items()
+        for element in WRITES
     ]
     return [(writer.wait(60), writer.communicate()[0]) for writer in writers]
 
@@ -43,8 +40,8 @@ def at_once(sandbox, lock):
 def verdict(sandbox, results):
     assert results == [(0, b""), (0, b"")], results
     expected = V2
-    for option, (_, data) in WRITES.items():
-        expected = records.with_field(expected, option, data)
+    for element in WRITES:
+        expected = records.with_sample(expected, element)
     image = sandbox.image
     end = records.CRC_POSITION[2]
     if image == expected:
