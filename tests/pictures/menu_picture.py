@@ -1,10 +1,10 @@
-"""Draws the menu from the cells of its real screen, in the sandbox, into the given file."""
+"""Draws the menu from the cells of its real screen, in the sandbox."""
 
-import subprocess
 import sys
 import tempfile
 from html import escape
 from itertools import groupby
+from operator import attrgetter
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -17,7 +17,9 @@ WIDTH, HEIGHT = 9, 19  # of a cell, in pixels
 def runs(row):
     """The row's cells as (column, text, background, foreground), where neighbours look alike."""
     column = 0
-    for (foreground, background, reverse), cells in groupby(row, key=lambda cell: cell[1:]):
+    for (foreground, background, reverse), cells in groupby(
+        row, key=attrgetter("foreground", "background", "reverse")
+    ):
         text = "".join(cell.text for cell in cells)
         look = (foreground, background) if reverse else (background, foreground)
         yield column, text, *(COLOURS[colour] for colour in look)
@@ -30,7 +32,6 @@ def svg(rows):
         f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}" '
         f'font-family="monospace" font-size="15">'
     )
-    yield "<!-- made by script/menu-picture -->"
     for number, row in enumerate(rows):
         for column, text, background, foreground in runs(row):
             x, y, length = column * WIDTH, number * HEIGHT, len(text) * WIDTH
@@ -44,8 +45,6 @@ def svg(rows):
 
 
 def main():
-    subprocess.run([ROOT / "script/build", "release", "kestrel"], check=True)
-
     import records
     from conftest import Sandbox
     from terminal import BACKSPACE, ENTER, Terminal
@@ -55,8 +54,7 @@ def main():
         terminal = Terminal(Sandbox(Path(directory) / "sandbox", program, records.formatted(2)))
         terminal.go_to("SerialNumber")
         terminal.press(ENTER, *[BACKSPACE] * 13, b"SN-00047")
-        picture = "\n".join(svg(terminal.cells())) + "\n"
-    Path(sys.argv[1]).write_text(picture)
+        print("\n".join(svg(terminal.cells())))
 
 
 main()

@@ -1,15 +1,10 @@
-"""Draws the map of the record's bytes, from the layouts that the program uses, into the given file."""
+"""Draws the map of the record's bytes, from the tables that the program `facts` prints."""
 
 import json
 import re
-import subprocess
 import sys
 from collections import namedtuple
 from html import escape
-from pathlib import Path
-
-ROOT = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "tests/program"))
 
 COLUMNS = 32  # bytes in a row
 BYTE, LEFT, RIGHT = 27, 16, 16  # widths, in pixels
@@ -36,32 +31,23 @@ UNUSED = (
 Field = namedtuple("Field", "position length kind name")
 
 
-def kind_of(field):
-    if field["name"].startswith("MAC"):
-        return "MAC address"
-    if field["name"] == "Crc32":
-        return "CRC"
-    return {"bytes": "raw bytes", "signed number": "number"}.get(
-        field["encoding"], field["encoding"]
-    )
-
-
-def layouts():
-    """(version, bytes of the part, its fields by position) of each version."""
-    subprocess.run([ROOT / "script/build", "release", "facts"], check=True)
-    printed = subprocess.check_output([ROOT / "build/release/tests/facts"])
-    for version, layout in json.loads(printed)["versions"].items():
-        fields = [
-            Field(f["position"], f["length"], kind_of(f), f["name"]) for f in layout["fields"]
-        ]
-        yield int(version), layout["size"], fields
+def drawn(field):
+    """A field of the tables as it is drawn."""
+    name = field["name"]
+    kinds = {"number": "number", "signed number": "number", "bytes": "raw bytes"}
+    kind = kinds.get(field["encoding"], field["encoding"])
+    if name.startswith("MAC"):
+        kind = "MAC address"
+    elif name == "Crc32":
+        kind = "CRC"
+    return Field(field["position"], field["length"], kind, name)
 
 
 def with_gaps(fields, end):
     """The fields, and between them what belongs to none, up to the end without a hole."""
     position = 0
     for field in [*fields, Field(end, 0, "", "")]:
-        assert field.position >= position, f"{field.name} begins in the field in front of it"
+        assert field.position >= position, f"{field.name} begins in the field before it"
         if field.position > position:
             yield Field(position, field.position - position, "unused", "unused")
         if field.length:
@@ -109,7 +95,7 @@ def line(x1, y1, x2, y2):
 
 
 def place(top, byte):
-    """Of a byte's left edge and its row's upper edge."""
+    """Left edge of a byte, and upper edge of its row."""
     return LEFT + byte % COLUMNS * BYTE, top + byte // COLUMNS * ROW
 
 
@@ -123,7 +109,7 @@ def ruler(top, first, last):
 
 
 def label(top, field):
-    """In the longest piece of the field: its name and its bytes."""
+    """The name and the bytes of the field, in its longest piece."""
     first, length = max(pieces(field), key=lambda piece: piece[1])
     x, y = place(top, first)
     middle = x + length * BYTE / 2
@@ -164,9 +150,9 @@ def covered(top, end):
 def heading(y, version, size, crc):
     yield text(LEFT, y, f"Version {version}", 16, anchor="start", weight="bold")
     yield text(LEFT + 92, y, f"on a part of {size} bytes", 12, FAINT, "start")
-    told = f"covered by the CRC: bytes 0–{crc - 1}"
+    note = f"covered by the CRC: bytes 0–{crc - 1}"
     yield box(WIDTH - RIGHT - 250, y - 6, 24, COVER - 1, COVERED)
-    yield text(WIDTH - RIGHT - 220, y, told, 12, FAINT, "start")
+    yield text(WIDTH - RIGHT - 220, y, note, 12, FAINT, "start")
 
 
 def legend(y):
@@ -178,28 +164,43 @@ def legend(y):
         x += 44 + text_width(kind, 12)
 
 
-def version_map(y, version, size, fields, formatted):
+def rest_of_the_part(y, formatted, user, size):
+    """What follows the formatted bytes, not to scale: the bytes of no field, then the user's."""
+    user_end = user["position"] + user["length"]
+    assert user_end == size
+    half = COLUMNS * BYTE / 2
+    rest = [
+        (LEFT, "unused", "unused", formatted, user["position"]),
+        (LEFT + half, "raw bytes", "set aside for the user", user["position"], user_end),
+    ]
+    for x, kind, name, first, end in rest:
+        yield box(x, y, half, CELL, COLOURS[kind])
+        yield f'<path d="M{x:g} {y:g}h{half:g}v{CELL}h{-half:g}z" fill="none" stroke="{FAINT}"/>'
+        yield text(x + half / 2, y + 17, name, fill=FAINT if kind == "unused" else INK)
+        yield text(x + half / 2, y + 31, f"{first}–{end - 1}", 9, FAINT)
+    note = f"Not to scale: bytes {formatted}–{size - 1}, which formatting leaves as they are."
+    yield text(LEFT, y + CELL + 18, note, 12, FAINT, "start")
+
+
+def version_map(y, version, table, formatted, user):
     """The map of a version, and the height below y that it takes."""
-    crc = next(field.position for field in fields if field.kind == "CRC")
+    size, crc = table["size"], table["crc_position"]
     top = y + 36
     lines = [*heading(y + 22, version, size, crc), *ruler(top, 0, formatted), *covered(top, crc)]
-    for field in with_gaps(fields, formatted):
+    for field in with_gaps(map(drawn, table["fields"]), formatted):
         lines += cells(top, field)
     bottom = top + -(-formatted // COLUMNS) * ROW
     if formatted < size:
-        rest = f"Bytes {formatted}–{size - 1} hold no fields; formatting leaves them as they are."
-        lines.append(text(LEFT, bottom + 8, rest, 12, FAINT, "start"))
-        bottom += 16
+        lines += rest_of_the_part(bottom + RULER, formatted, user, size)
+        bottom += RULER + CELL + 24
     return lines, bottom - y
 
 
-def svg():
-    import records
-
+def svg(facts):
     y, body = 8, []
-    for version, size, fields in layouts():
-        formatted = len(records.image(f"formatted-v{version}.hex"))
-        lines, height = version_map(y, version, size, fields, formatted)
+    for version, table in facts["versions"].items():
+        formatted = facts["formatted_end"][version]
+        lines, height = version_map(y, version, table, formatted, facts["user_bytes"])
         body += lines
         y += height + 8
     height = y + 36
@@ -207,7 +208,6 @@ def svg():
         f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {height}" width="{WIDTH}" '
         f'height="{height}" font-family="Helvetica, Arial, DejaVu Sans, sans-serif">'
     )
-    yield "<!-- made by script/record-picture -->"
     yield "<title>The bytes of the product record in its two format versions</title>"
     yield f"<defs>{UNUSED}</defs>"
     yield f'<rect width="{WIDTH}" height="{height}" rx="8" fill="{PAPER}"/>'
@@ -216,8 +216,4 @@ def svg():
     yield "</svg>"
 
 
-def main():
-    Path(sys.argv[1]).write_text("\n".join(svg()) + "\n")
-
-
-main()
+print("\n".join(svg(json.load(sys.stdin))))

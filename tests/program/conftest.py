@@ -1,5 +1,6 @@
 """Runs the built program in a sandbox of its own: umockdev puts a file at the device path."""
 
+import json
 import os
 import re
 import subprocess
@@ -123,3 +124,10 @@ def make_sandbox(request, tmp_path):
     return lambda contents, program="kestrel": Sandbox(
         tmp_path / "sandbox", programs / program, contents
     )
+
+
+@pytest.fixture(scope="session")
+def facts(request):
+    """The program's own tables."""
+    printer = Path(request.config.getoption("--programs")) / "tests/facts"
+    return json.loads(subprocess.check_output([printer]))
