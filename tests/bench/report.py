@@ -4,6 +4,7 @@ Fails if a command asks more or less of the device than it must, or if a figure 
 depend on the machine's load is beyond its limit. Times are told, and never fail.
 """
 
+import shlex
 import subprocess
 import sys
 
@@ -146,7 +147,7 @@ def print_targets(turns):
 
 
 def loop(arguments):
-    call = " ".join([str(program("release")), *arguments])
+    call = shlex.join([str(program("release")), *arguments])
     return ["sh", "-c", f"i=0; while [ $i -lt {CALLS} ]; do {call}; i=$((i+1)); done"]
 
 

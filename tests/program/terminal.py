@@ -6,6 +6,7 @@ backgrounds, so the entry is that of screen.
 
 import fcntl
 import os
+import shlex
 import struct
 import subprocess
 import termios
@@ -61,7 +62,7 @@ class Terminal:
             environment.pop(size, None)
         command = [*map(str, before), *sandbox.command()]
         if shell:
-            command = ["sh", "-c", shell.replace("MENU", " ".join(command))]
+            command = ["sh", "-c", shell.replace("MENU", shlex.join(command))]
         self.child = pexpect.spawn(
             command[0], command[1:], env=environment, dimensions=(rows, columns), timeout=TIMEOUT
         )

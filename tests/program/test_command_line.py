@@ -3,6 +3,7 @@
 # ctest: vm
 
 import os
+import shlex
 import subprocess
 
 import elements
@@ -246,7 +247,7 @@ def test_closed_standard_descriptors_never_let_output_into_the_device(
 def test_the_device_never_gets_the_number_of_a_standard_descriptor(make_sandbox, closed):
     sandbox = make_sandbox(V2)
     log = sandbox.directory / "strace.log"
-    line = " ".join(["exec", *sandbox.command("-r", "--version"), closed])
+    line = f"exec {shlex.join(sandbox.command('-r', '--version'))} {closed}"
     command = ["strace", "-o", log, "-e", "trace=openat", "sh", "-c", line]
     subprocess.run(command, env=sandbox.traced_environment(), stdout=subprocess.PIPE, check=False)
     opened = [line for line in log.read_text().splitlines() if "O_RDWR)" in line]

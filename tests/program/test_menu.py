@@ -4,6 +4,7 @@
 
 import curses
 import os
+import shlex
 import signal
 import subprocess
 import termios
@@ -87,9 +88,10 @@ def test_a_terminal_without_colours_shows_the_same_texts(make_sandbox):
 @pytest.mark.parametrize("size", [(24, 70), (6, 80), (6, 70), (1, 200), (100, 1)])
 def test_a_terminal_too_small_is_refused_and_given_back(make_sandbox, size):
     sandbox = make_sandbox(V2)
-    terminal = Terminal(sandbox, *size, shell="MENU 2>" + str(sandbox.directory / "errors"))
+    errors = sandbox.directory / "errors"
+    terminal = Terminal(sandbox, *size, shell=f"MENU 2>{shlex.quote(str(errors))}")
     assert terminal.wait_for_end() == 1
-    assert (sandbox.directory / "errors").read_text() == (
+    assert errors.read_text() == (
         "kestrel: the menu needs a terminal of 7 rows and 71 columns at least; "
         f"this one has {size[0]} and {size[1]}\n"
     )
@@ -426,7 +428,7 @@ def test_an_edit_behind_an_erase_starts_from_the_stale_value(make_sandbox):
 def test_a_damaged_record_shows_failure_values_and_reports_each_read(make_sandbox, contents):
     sandbox = make_sandbox(records.damaged(contents))
     errors = sandbox.directory / "errors"
-    terminal = Terminal(sandbox, shell=f"MENU 2>{errors}")
+    terminal = Terminal(sandbox, shell=f"MENU 2>{shlex.quote(str(errors))}")
     values = failure_values(contents)
     terminal.expect(screen_of(values, "FormatVersion"))
     # To measure the values, to make the menu, and to show them.
@@ -497,7 +499,7 @@ def test_a_format_of_a_write_protected_part_ends_in_the_middle_of_the_screen(mak
 def test_a_date_too_short_ends_in_the_middle_of_the_screen(make_sandbox):
     sandbox = make_sandbox(V2)
     errors = sandbox.directory / "errors"
-    terminal = Terminal(sandbox, shell=f"MENU 2>{errors}")
+    terminal = Terminal(sandbox, shell=f"MENU 2>{shlex.quote(str(errors))}")
     terminal.go_to("DateOfProduction")
     terminal.edit(b"2026-11-15")
     terminal.press(ENTER)
@@ -552,9 +554,8 @@ def test_f1_leaves_the_screen_up_with_status_0(make_sandbox):
 def test_a_hang_up_that_is_ignored_ends_the_menu_within_a_second(make_sandbox, in_edit):
     sandbox = make_sandbox(V2)
     outcome = sandbox.directory / "outcome"
-    terminal = Terminal(
-        sandbox, shell=f"trap '' HUP; MENU 2>{outcome}; echo status $? >>{outcome}; exit"
-    )
+    file = shlex.quote(str(outcome))
+    terminal = Terminal(sandbox, shell=f"trap '' HUP; MENU 2>{file}; echo status $? >>{file}; exit")
     terminal.go_to("MAC1")
     if in_edit:
         terminal.press(ENTER)
@@ -760,7 +761,7 @@ def test_the_menu_works_in_a_real_terminal_multiplexer(make_sandbox):
             time.sleep(0.05)
         assert call("capture-pane", "-p").rstrip("\n") == text
 
-    call("new-session", "-d", "-x", "80", "-y", "24", " ".join(sandbox.command()))
+    call("new-session", "-d", "-x", "80", "-y", "24", shlex.join(sandbox.command()))
     call("set-option", "status", "off")
     call("resize-window", "-x", "80", "-y", "24")
     try:

@@ -4,6 +4,7 @@
 
 import os
 import re
+import shlex
 import subprocess
 import time
 
@@ -164,7 +165,7 @@ def test_the_demo_shows_every_element_of_both_versions():
 
 
 def test_the_demo_opens_the_menu_where_it_is_asked_to(make_sandbox):
-    terminal = Terminal(make_sandbox(None), shell=f"{ROOT}/script/demo --menu")
+    terminal = Terminal(make_sandbox(None), shell=shlex.quote(f"{ROOT}/script/demo") + " --menu")
     deadline = time.monotonic() + 60
     while "KESTREL" not in terminal.row(1) and time.monotonic() < deadline:
         terminal.pump(0.1)
