@@ -1,7 +1,10 @@
 #include "MenuScreen.h"
 
+#include "CPointer.h"
 #include "MenuEntryTable.h"
+#include "MenuLine.h"
 #include "MessageWatch.h"
+#include "PrintableText.h"
 
 #include <algorithm>
 #include <curses.h>
@@ -10,7 +13,6 @@
 #include <new>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -35,14 +37,6 @@ chtype colours(short pair)
     return static_cast<chtype>(COLOR_PAIR(pair));
 }
 
-// One column for each byte, whatever the byte would do to the terminal.
-std::string printable(std::string text)
-{
-    const auto harmful = [](char byte) { return byte < ' ' || byte > '~'; };
-    std::replace_if(text.begin(), text.end(), harmful, '?');
-    return text;
-}
-
 // The bytes of a key's code, lowest first, up to the first zero byte: the character of an ordinary
 // key, two bytes for a special key, nothing for NUL.
 std::string bytesOf(int key)
@@ -53,7 +47,7 @@ std::string bytesOf(int key)
     return bytes;
 }
 
-[[noreturn]] void giveUp(const std::string& reason)
+[[noreturn]] void restoreTerminalAndThrow(const std::string& reason)
 {
     endwin();
     throw std::runtime_error(reason);
@@ -63,77 +57,24 @@ int readKey()
 {
     const int key = wgetch(stdscr);
     if (key == ERR)
-        giveUp("Error reading from the terminal: its input is gone");
+        restoreTerminalAndThrow("Error reading from the terminal: its input is gone");
     return key;
 }
 
-// One line of the menu: an entry with its value as of the last refresh.
-class Line
+// The greatest length of the texts that textOf makes of what the pointers point at.
+template <typename Pointers, typename TextOf>
+size_t longest(const Pointers& pointers, TextOf textOf)
 {
-public:
-    explicit Line(Menuentry& menuEntry)
-        : entry(menuEntry), value(entry.display()), description(Description(value)),
-          item(new_item(entry.name.c_str(), description.data()))
-    {
-        if (!item)
-            throw std::bad_alloc();
-        if (!entry.selectable)
-            item_opts_off(item.get(), O_SELECTABLE);
-    }
+    size_t length = 0;
+    for (const auto& pointer : pointers)
+        length = std::max(length, textOf(*pointer).size());
+    return length;
+}
 
-    // The menu library has no call to replace a description, and keeps a pointer to the text
-    // instead of a copy. The old text lives until the item does not point at it any more.
-    void Refresh()
-    {
-        value = entry.display();
-        const auto old = std::exchange(description, Description(value));
-        item->description.str = description.data();
-        item->description.length = static_cast<unsigned short>(description.size() - 1);
-    }
-
-    Menuentry& Entry() const
-    {
-        return entry;
-    }
-
-    ITEM* Item() const
-    {
-        return item.get();
-    }
-
-    // As it is stored; the description shows only what is printable.
-    const std::string& Value() const
-    {
-        return value;
-    }
-
-private:
-    struct FreeItem
-    {
-        void operator()(ITEM* freed) const
-        {
-            free_item(freed);
-        }
-    };
-
-    static std::vector<char> Description(const std::string& value)
-    {
-        const std::string text = printable(value);
-        return std::vector<char>(text.c_str(), text.c_str() + text.size() + 1);
-    }
-
-    Menuentry& entry;
-    std::string value;
-    std::vector<char> description;
-    std::unique_ptr<ITEM, FreeItem> item;
-};
-
-size_t longestDisplay()
+void closeMenu(MENU* menu)
 {
-    size_t longest = 0;
-    for (Menuentry* entry : menuEntries)
-        longest = std::max(longest, entry->display().size());
-    return longest;
+    unpost_menu(menu);
+    free_menu(menu);
 }
 
 class Screen
@@ -143,50 +84,35 @@ public:
     void Run();
 
 private:
-    struct FreeWindow
-    {
-        void operator()(WINDOW* freed) const
-        {
-            delwin(freed);
-        }
-    };
-
-    struct FreeMenu
-    {
-        void operator()(MENU* freed) const
-        {
-            unpost_menu(freed);
-            free_menu(freed);
-        }
-    };
-
     void StartTerminal();
     void MakeMenu();
     void MakeWindow();
     void SetColours();
     void WriteFrame() const;
-    void Update();
-    void RestoreAfterResize();
     size_t LongestValue() const;
+    void MakeItems();
+    void Paint();
+    void RestoreAfterResize();
     void FitValueColumn();
     void refreshMenuValues();
     void ClearPrompt() const;
     void Prompt(const std::string& text);
-    bool Enter();
+    bool Activate();
     void Execute(Menuentry& command);
-    void Edit(const Line& line);
+    void Edit(const MenuLine& line);
 
     const size_t maxValueLength; // of an input, as of the start
     MessageWatch messages;
     int rows = 0; // of the terminal, as of the start
-    std::vector<std::unique_ptr<Line>> lines;
+    std::vector<std::unique_ptr<MenuLine>> lines;
     std::vector<ITEM*> items; // of the lines, and the terminator that the library requires
-    std::unique_ptr<WINDOW, FreeWindow> window;
-    std::unique_ptr<MENU, FreeMenu> menu;
-    size_t valueColumn = 0; // width
+    size_t valueWidth = 0;    // of the column; never shrinks
+    CPointer<WINDOW, delwin> window;
+    CPointer<MENU, closeMenu> menu;
 };
 
-Screen::Screen() : maxValueLength(longestDisplay())
+Screen::Screen()
+    : maxValueLength(longest(menuEntries, [](Menuentry& entry) { return entry.display(); }))
 {
     StartTerminal();
     MakeMenu();
@@ -194,7 +120,7 @@ Screen::Screen() : maxValueLength(longestDisplay())
     WriteFrame();
     post_menu(menu.get());
     refreshMenuValues();
-    Update();
+    Paint();
 }
 
 void Screen::StartTerminal()
@@ -211,27 +137,39 @@ void Screen::StartTerminal()
     rows = getmaxy(stdscr);
     const int columns = getmaxx(stdscr);
     if (rows < kMinRows || columns < kMinColumns) {
-        giveUp("the menu needs a terminal of " + std::to_string(kMinRows) + " rows and " +
-               std::to_string(kMinColumns) + " columns at least; this one has " +
-               std::to_string(rows) + " and " + std::to_string(columns));
+        restoreTerminalAndThrow("the menu needs a terminal of " + std::to_string(kMinRows) +
+                                " rows and " + std::to_string(kMinColumns) +
+                                " columns at least; this one has " + std::to_string(rows) +
+                                " and " + std::to_string(columns));
     }
 }
 
 void Screen::MakeMenu()
 {
-    for (Menuentry* entry : menuEntries) {
-        lines.push_back(std::make_unique<Line>(*entry));
-        items.push_back(lines.back()->Item());
-    }
-    items.push_back(nullptr);
+    for (Menuentry* entry : menuEntries)
+        lines.push_back(std::make_unique<MenuLine>(*entry));
+    MakeItems();
 
     menu.reset(new_menu(items.data()));
     if (!menu)
         throw std::bad_alloc();
-    valueColumn = LongestValue();
     set_menu_mark(menu.get(), "-->");
     set_menu_format(menu.get(), rows - kRowsAroundMenu, 1);
     MakeWindow();
+}
+
+size_t Screen::LongestValue() const
+{
+    return longest(lines, [](const MenuLine& line) { return line.Value(); });
+}
+
+void Screen::MakeItems()
+{
+    valueWidth = LongestValue();
+    items.clear();
+    for (const auto& line : lines)
+        items.push_back(line->MakeItem(valueWidth));
+    items.push_back(nullptr);
 }
 
 void Screen::MakeWindow()
@@ -265,7 +203,7 @@ void Screen::WriteFrame() const
 
 // A message that an entry wrote to standard error stands somewhere on the screen, when that is the
 // same terminal, and has moved the cursor away from where curses takes it to be.
-void Screen::Update()
+void Screen::Paint()
 {
     if (messages.TakeWritten())
         clearok(curscr, TRUE);
@@ -285,33 +223,27 @@ void Screen::RestoreAfterResize()
     post_menu(menu.get());
 }
 
-size_t Screen::LongestValue() const
-{
-    size_t longest = 0;
-    for (const auto& line : lines)
-        longest = std::max(longest, line->Value().size());
-    return longest;
-}
-
-// The library measures the values when the items are handed over, and a longer one would go on in
-// the lines below.
+// The library measures the values when the items are handed over.
 void Screen::FitValueColumn()
 {
-    if (LongestValue() <= valueColumn)
+    if (LongestValue() <= valueWidth)
         return;
-    valueColumn = LongestValue();
-    ITEM* current = current_item(menu.get());
+    const int current = item_index(current_item(menu.get()));
     unpost_menu(menu.get());
+    set_menu_items(menu.get(), nullptr);
+    MakeItems();
     set_menu_items(menu.get(), items.data());
-    set_current_item(menu.get(), current);
+    set_current_item(menu.get(), items.at(static_cast<size_t>(current)));
     post_menu(menu.get());
 }
 
 void Screen::refreshMenuValues()
 {
     for (const auto& line : lines)
-        line->Refresh();
+        line->ReadValue();
     FitValueColumn();
+    for (const auto& line : lines)
+        line->ShowValue();
 
     // The library draws an item anew only when the current item moves onto it or away from it.
     const int current = item_index(current_item(menu.get()));
@@ -334,8 +266,8 @@ void Screen::Prompt(const std::string& text)
 {
     ClearPrompt();
     const int room = std::max(0, getmaxx(stdscr) - kPromptColumn);
-    mvaddnstr(rows - 2, kPromptColumn, printable(text).c_str(), room);
-    Update();
+    mvaddnstr(rows - 2, kPromptColumn, printableText(text).c_str(), room);
+    Paint();
 }
 
 void Screen::Run()
@@ -351,7 +283,7 @@ void Screen::Run()
             menu_driver(menu.get(), REQ_UP_ITEM);
             break;
         case kEnter:
-            if (!Enter()) {
+            if (!Activate()) {
                 endwin();
                 return;
             }
@@ -362,15 +294,15 @@ void Screen::Run()
         default:
             break;
         }
-        Update();
+        Paint();
     }
 }
 
 // False if the user wants to leave.
-bool Screen::Enter()
+bool Screen::Activate()
 {
     const auto index = static_cast<size_t>(item_index(current_item(menu.get())));
-    const Line& line = *lines.at(index);
+    const MenuLine& line = *lines.at(index);
     Menuentry& entry = line.Entry();
     if (entry.name == "END")
         return false;
@@ -387,11 +319,11 @@ void Screen::Execute(Menuentry& command)
     Prompt("Executing " + command.name + " command...");
     command.SetValue("");
     ClearPrompt();
-    Update();
+    Paint();
 }
 
 // Ends only with Enter, which always writes: there is no key to cancel an edit.
-void Screen::Edit(const Line& line)
+void Screen::Edit(const MenuLine& line)
 {
     std::string input = line.Value();
     const auto prompt = [&] { Prompt(line.Entry().name + ": " + input); };
@@ -420,7 +352,7 @@ void Screen::Edit(const Line& line)
     line.Entry().SetValue(input);
     refreshMenuValues();
     ClearPrompt();
-    Update();
+    Paint();
 }
 
 } // namespace
