@@ -1,8 +1,12 @@
-"""The manual pages: their form, their examples, and that they say what the program says."""
+"""The manual pages: their examples, and that they say what the program does.
 
-# ctest: tree native first
+A number in the text is read from the page and tried on the program, so that it cannot be changed
+on either side alone.
+"""
 
-import json
+# ctest: tree native
+
+import functools
 import re
 import subprocess
 from pathlib import Path
@@ -10,11 +14,13 @@ from pathlib import Path
 import elements
 import pytest
 import records
+from terminal import ENTER, Terminal, key
 
 ROOT = Path(__file__).resolve().parents[2]
 MAN = ROOT / "man"
 PAGES = sorted(page.name for page in MAN.glob("*.[1-8]"))
 EACH_PAGE = pytest.mark.parametrize("page", PAGES)
+VERSIONS = pytest.mark.parametrize("version", [1, 2])
 
 PARTS = {
     "formatted-v1": records.formatted(1),
@@ -27,6 +33,7 @@ PARTS = {
 }
 
 
+@functools.cache
 def rendered(page, width=78):
     command = ["mandoc", "-T", "utf8", "-O", f"width={width}", MAN / page]
     done = subprocess.run(command, capture_output=True, check=True)
@@ -37,33 +44,16 @@ def in_one_line(text):
     return " ".join(text.split())
 
 
-def test_there_are_three_pages():
-    assert PAGES == ["kestrel-boardtest.1", "kestrel-record.5", "kestrel.1"]
+def text_of(page):
+    return in_one_line(rendered(page, 1000))
 
 
-def test_the_pages_are_installed_in_their_sections(request, tmp_path):
-    build = request.config.getoption("--programs")
-    command = ["cmake", "--install", build, "--prefix", tmp_path]
-    subprocess.run(command, stdout=subprocess.PIPE, check=True)
-    for page in PAGES:
-        installed = tmp_path / f"share/man/man{page[-1]}" / page
-        assert installed.read_bytes() == (MAN / page).read_bytes()
-
-
-@EACH_PAGE
-def test_mandoc_finds_nothing(page):
-    command = ["mandoc", "-T", "lint", "-W", "style", MAN / page]
-    done = subprocess.run(command, stdout=subprocess.PIPE, check=False)
-    # Which other manuals there are depends on the machine.
-    found = [line for line in done.stdout.decode().splitlines() if "manual not found" not in line]
-    assert found == []
-
-
-@EACH_PAGE
-def test_groff_finds_nothing(page):
-    command = ["groff", "-mdoc", "-ww", "-z", "-T", "utf8", MAN / page]
-    done = subprocess.run(command, capture_output=True, check=False)
-    assert (done.returncode, done.stdout, done.stderr) == (0, b"", b"")
+def numbers(sentence, page="kestrel.1"):
+    """The numbers at the # of a sentence of the page."""
+    pattern = re.escape(sentence).replace(r"\#", r"(0x[0-9a-f]+|\d+)")
+    found = re.findall(pattern, text_of(page))
+    assert len(found) == 1, found
+    return [int(number, 0) for number in ([found[0]] if isinstance(found[0], str) else found[0])]
 
 
 @EACH_PAGE
@@ -127,16 +117,16 @@ def test_an_example_prints_what_the_page_shows(make_sandbox, body, part, after):
         assert sandbox.image == PARTS[part] or not after
 
 
-@pytest.mark.parametrize("page, parts, after, body", EXAMPLES, ids=lambda value: "")
-def test_an_example_can_be_copied_from_the_screen(page, parts, after, body):
-    groff = subprocess.run(
-        ["groff", "-mdoc", "-T", "utf8", "-P", "-cbou", MAN / page], capture_output=True, check=True
-    )
-    for screen in (rendered(page), groff.stdout.decode()):
-        lines = screen.splitlines()
-        width = len(next(line for line in lines if line.strip() == body[0])) - len(body[0])
-        indented = "\n".join((" " * width + line).rstrip() for line in body)
-        assert indented in "\n".join(map(str.rstrip, lines))
+@EACH_PAGE
+def test_an_example_can_be_copied_from_the_screen(page):
+    command = ["groff", "-mdoc", "-T", "utf8", "-P", "-cbou", MAN / page]
+    groff = subprocess.run(command, capture_output=True, check=True).stdout.decode()
+    for screen in (rendered(page), groff):
+        lines = [line.rstrip() for line in screen.splitlines()]
+        for _, _, _, body in examples(page):
+            width = len(next(line for line in lines if line.strip() == body[0])) - len(body[0])
+            indented = "\n".join((" " * width + line).rstrip() for line in body)
+            assert indented in "\n".join(lines)
 
 
 def test_the_script_that_reads_back_notices_a_refused_value(make_sandbox):
@@ -147,157 +137,330 @@ def test_the_script_that_reads_back_notices_a_refused_value(make_sandbox):
     assert (done.out, done.status) == (b"--ser_num was not taken: SN-00000004711\n", 1)
 
 
-# Completeness
+# The elements and their values
+
+
+def accepts(sandbox, option, value):
+    """Whether the value changes what the element shows."""
+    sandbox.image = PARTS["formatted-v2"]
+    before = sandbox.read(option)
+    sandbox.write(option, value)
+    return sandbox.read(option) != before
 
 
 def test_every_element_and_word_has_a_paragraph():
     heads = re.findall(r"^\.It Fl (.*)", (MAN / "kestrel.1").read_text(), re.MULTILINE)
     named = {"-" + word for head in heads for word in re.findall(r"-\w+", head)}
     assert named == {*elements.WRITABLE, *elements.READ_ONLY, *elements.SPECIAL}
-    assert {*elements.COMMANDS} < {*elements.SPECIAL}
 
 
-def texts_of_the_sources():
-    """Every text of more than one word in the programs, but for usage, dump and formats."""
-    for source in sorted([*ROOT.glob("boardsupport/*.cpp"), *ROOT.glob("tool/*.cpp")]):
-        if source.name in ("Usage.cpp", "VaEepromDump.cpp"):
-            continue
-        code = re.sub(r"//.*", "", source.read_text())
-        for text in re.findall(r'"((?:[^"\\\n]|\\.)*)"', code):
-            if re.search(r"\w\S* \S*\w", text) and "%" not in text:
-                yield from (line for line in text.split("\\n") if line)
+def test_the_lengths_are_those_of_the_fields(facts):
+    lengths = [
+        {field["name"]: field["length"] for field in facts["versions"][version]["fields"]}
+        for version in "12"
+    ]
+    for of_version in lengths:
+        for name, sentence in [
+            ("Hardware Rev", "revision of the hardware: exactly # characters"),
+            ("PCB Rev", "printed circuit board: exactly # characters"),
+            ("SerialNumber", "serial number of the unit: up to # characters"),
+        ]:
+            assert numbers(sentence) == [of_version[name]]
+        assert numbers("a revision that is not # characters long") == [of_version["PCB Rev"]]
+    assert numbers("up to # characters in version 1, up to # in version 2") == [
+        of_version["PCB SerialNumber"] for of_version in lengths
+    ]
+    sizes = [facts["versions"][version]["size"] for version in "12"]
+    sentence = "a part of # bytes, with a record of version 1, or of # bytes, with one of version 2"
+    assert numbers(sentence) == sizes
+    for version, size in zip("12", sizes):
+        assert numbers(f"fresh record of version {version}, for a part of # bytes") == [size]
+    assert numbers("The bytes from # on are left as they are") == [facts["formatted_end"]["2"]]
+    assert numbers("with the bytes from # on as they were") == [facts["formatted_end"]["1"]]
+    assert numbers("the first # bytes for a record of version 1") == sizes[:1]
 
 
-def test_every_message_of_the_sources_stands_on_a_page():
-    pages = [in_one_line(rendered(page, 1000)) for page in PAGES]
-    texts = [*texts_of_the_sources()]
-    assert "CRC invalid" in texts and len(texts) > 25
-    missing = [text for text in texts if not any(in_one_line(text) in page for page in pages)]
-    assert missing == []
+def test_a_mac_address_has_as_many_characters_as_the_page_says(make_sandbox):
+    [length] = numbers("02:a5:5e:00:00:01’: # characters")
+    assert numbers("a MAC address that is not # characters long") == [length]
+    mac = "02:a5:5e:00:00:01"
+    assert len(mac) == length
+    sandbox = make_sandbox(None)
+    for text in (mac, mac + "0", mac[:-1]):
+        assert accepts(sandbox, "--mac1", text) == (len(text) == length)
+
+
+def test_the_limits_of_a_date_are_those_of_the_page(make_sandbox):
+    first, last = numbers("; the years # to #")
+    assert numbers("a date outside the years # to #") == [first, last]
+    month, day, hour, rest = numbers(
+        "with a month above #, a day above #, an hour above #, or a minute or second above #"
+    )
+    at_most = [last, month, day, hour, rest, rest]
+    sandbox = make_sandbox(None)
+
+    def accepted(date):
+        return accepts(sandbox, "--servicedate", "%04d-%02d-%02d %02d:%02d:%02d" % tuple(date))
+
+    assert accepted(at_most) and accepted([first, 0, 0, 0, 0, 0])
+    assert not accepted([first - 1, *at_most[1:]])
+    for part in range(6):
+        assert not accepted([n + (index == part) for index, n in enumerate(at_most)])
+
+
+def test_the_parts_of_a_date_are_at_the_places_of_the_page(make_sandbox):
+    places = numbers("at the places #, #, #, #, #, # and #")
+    text = ["x"] * 30
+    for place, pair in zip(places, ["20", "26", "11", "15", "10", "42", "16"]):
+        text[place - 1 : place + 1] = pair
+    sandbox = make_sandbox(PARTS["formatted-v2"])
+    sandbox.write("--servicedate", "".join(text))
+    assert sandbox.read("--servicedate") == b"2026-11-15 10:42:16"
+    [shortest] = numbers("A text of fewer than # characters is an error")
+    sandbox.write("--servicedate", "".join(text)[:shortest])
+    assert sandbox.run("-w", "--servicedate", "".join(text)[: shortest - 1]).status == 1
+
+
+def test_a_type_has_as_many_bits_as_the_page_says(make_sandbox):
+    [bits] = numbers("a number of # bits in hexadecimal")
+    [limit, too_large] = numbers("A number of more than # bits is written as #")
+    assert limit == bits
+    sandbox = make_sandbox(PARTS["formatted-v2"])
+    for number, shown in [(2**bits - 2, 2**bits - 2), (2**bits, too_large)]:
+        sandbox.write("--type", f"{number:x}")
+        assert sandbox.read("--type").decode() == f"{shown:#x}"
+
+
+def test_the_version_of_a_blank_part_is_that_of_the_page(make_sandbox):
+    assert numbers("The version that the part holds, in decimal: # if the part is blank") == [
+        int(make_sandbox(records.BLANK_V2).read("--version"))
+    ]
+
+
+def test_the_values_of_a_damaged_record_are_those_of_the_page(make_sandbox):
+    shown = re.search(
+        r"In place of a value these are printed: (.*?)\. Repeat", text_of("kestrel.1")
+    )
+    sandbox = make_sandbox(PARTS["damaged-v2"])
+    printed = {sandbox.run("-r", element.option).out.decode()[:-1] for element in elements.CHECKED}
+    assert {*re.findall("‘(.*?)’", shown[1])} == printed
+
+
+# Statuses and messages
+
+
+def test_the_statuses_are_those_of_the_page(make_sandbox):
+    sandbox = make_sandbox(PARTS["formatted-v2"])
+    for command, status in {
+        "kestrel -w --ser_num SN-00000004711": 0,
+        "kestrel -w --ser_num": 1,
+        "kestrel --ser_nums": 255,
+    }.items():
+        assert sandbox.shell(command).status == status
+    aborted = sandbox.fail("read:retval=4000:when=1", "-r", "--crc")
+    assert aborted.status == 128 - 134  # of a signal; a shell adds 128
+    lines = (MAN / "kestrel.1").read_text().split(".Sh EXIT STATUS")[1].split(".Sh EXAMPLES")[0]
+    assert re.findall(r"^\.It (\d+)$", lines, re.MULTILINE) == ["0", "1", "255", "134"]
+
+
+def texts_of_the_programs():
+    """The texts of more than one word in the programs' constants, without usage, dump and menu."""
+    subprocess.run([ROOT / "script/build", "dev"], check=True)
+    sections = ["-p", ".rodata", "-p", ".rodata.str1.1", "-p", ".rodata.str1.8"]
+    libraries = [
+        ROOT / f"build/dev/lib{name}.a" for name in ("boardsupport", "process", "frontend")
+    ]
+    command = ["readelf", *sections, *libraries]
+    printed = subprocess.run(command, capture_output=True, check=False).stdout.decode("latin-1")
+    labels = re.findall(r"(.*?) *:", records.text("dump-formatted-v2.txt").decode())
+    others = ("basic_string: ", "vector::", "cannot create std::")  # of the C++ library
+    for text in re.findall(r"^ +\[ *[0-9a-f]+\]  (.*)", printed, re.MULTILINE):
+        text = text.removesuffix(r"\n").strip()
+        words = re.search(r"\w\S* \S*\w", text) and "%" not in text and "kestrel" not in text
+        if words and text.rstrip(" :") not in labels and not text.startswith(others):
+            yield text
+
+
+def test_every_message_of_the_programs_stands_on_a_page():
+    pages = [text_of(page) for page in PAGES]
+    texts = [*texts_of_the_programs()]
+    assert "CRC invalid" in texts and len(texts) > 20
+    assert [text for text in texts if not any(in_one_line(text) in page for page in pages)] == []
 
 
 @pytest.mark.parametrize("name", ["Executing Erase command...", "terminated", "std::bad_alloc"])
 def test_the_messages_put_together_stand_on_the_page(name):
-    assert name in in_one_line(rendered("kestrel.1", 1000))
+    assert name in text_of("kestrel.1")
+
+
+def test_the_message_of_a_short_date_is_that_of_the_page(make_sandbox):
+    result = make_sandbox(PARTS["formatted-v2"]).run("-w", "--servicedate", "2026-11-15")
+    assert result.err.decode().removeprefix("kestrel: ")[:-1] in text_of("kestrel.1")
+    assert numbers("this one has # characters") == [len("2026-11-15")]
+
+
+# The menu
+
+
+def test_the_menu_needs_the_terminal_that_the_page_says(make_sandbox):
+    rows, columns = numbers("The menu needs a terminal of # rows and # columns.")
+    sandbox = make_sandbox(PARTS["formatted-v2"])
+    terminal = Terminal(sandbox, rows, columns)
+    assert terminal.child.isalive()
+    terminal.leave()
+    too_small = Terminal(sandbox, 24, 40)
+    assert not too_small.child.isalive()
+    message = too_small.transcript.decode().split("kestrel: ")[1]
+    at_least = numbers("the menu needs a terminal of # rows and # columns at least")
+    assert at_least == [rows, columns]
+    assert message.strip() in text_of("kestrel.1")
+
+
+@pytest.mark.parametrize("name, end", [("vt220", b"0\0\0"), ("xterm", b"00\b")])
+def test_with_the_terminal_of_the_page_both_backspaces_remove_a_character(make_sandbox, name, end):
+    sandbox = make_sandbox(PARTS["formatted-v2"])
+    terminal = Terminal(sandbox, name=name)
+    terminal.press(*[key("kcud1", name)] * elements.NAMES.index("SerialNumber"))
+    terminal.press(ENTER, b"\x7f", b"\x08", ENTER)
+    terminal.leave()
+    assert elements.field("--ser_num", 2).of(sandbox.image)[-3:] == end
 
 
 # The record
 
-RECORD = (MAN / "kestrel-record.5").read_text()
-VERSIONS = pytest.mark.parametrize("version", [1, 2])
-
 
 def table(heading):
-    """The rows below a heading, without the first, which names the columns."""
-    part = re.search(rf"^\.Ss {heading}\n(.*?)^\.El\n", RECORD, re.DOTALL | re.MULTILINE)[1]
+    """The rows below a heading of the record's page, without the first, which names the columns."""
+    page = (MAN / "kestrel-record.5").read_text()
+    part = re.search(rf"^\.Ss {heading}\n(.*?)^\.El\n", page, re.DOTALL | re.MULTILINE)[1]
     rows = re.findall(r"^\.It (.*)", part[part.index(".Bl -column") :], re.MULTILINE)
     return [row.split(" Ta ") for row in rows][1:]
 
 
-def fields(version):
-    return [
-        (name, int(position), int(length), encoding, value)
-        for name, position, length, encoding, value in table(f"Version {version}")
+def row_of(field):
+    """A field of the program's tables as the page shows it."""
+    name, data = field["name"], bytes.fromhex(field["formatted"])
+    encoding = {"signed number": "calibration"}.get(field["encoding"], field["encoding"])
+    if name.startswith("MAC"):
+        encoding = "MAC"
+    if name == "8-byte block":
+        name = f"({name})"
+    shown = {
+        "number": lambda: "0x" + data.hex(),
+        "MAC": lambda: data.hex(":"),
+        "date": lambda: "%02i%02i-%02i-%02i %02i:%02i:%02i" % tuple(data),
+        "text": lambda: data.rstrip(b"\0").decode(),
+        "calibration": lambda: str(int.from_bytes(data, "big", signed=True)),
+        "bytes": lambda: "" if any(data) else "zero",
+    }[encoding]()
+    return [name, str(field["position"]), str(field["length"]), encoding, shown]
+
+
+@VERSIONS
+def test_the_fields_are_those_of_the_program(facts, version):
+    layout = facts["versions"][str(version)]
+    rows = table(f"Version {version}")
+    fields = [row for row in rows if row[0] not in ("(unused)", "(user bytes)")]
+    assert fields == [row_of(field) for field in layout["fields"]]
+    assert numbers(f"Version {version} The part has # bytes.", "kestrel-record.5") == [
+        layout["size"]
     ]
 
 
-def positions(version):
-    return {name: position for name, position, *_ in fields(version)}
-
-
-def value_of(data, encoding):
-    """The bytes of a field in the form of the table."""
-    if encoding == "number":
-        return "0x" + data.hex()
-    if encoding == "MAC":
-        return data.hex(":")
-    if encoding == "date":
-        return "{:02}{:02}-{:02}-{:02} {:02}:{:02}:{:02}".format(*data)
-    if encoding == "text":
-        text, _, rest = data.partition(b"\0")
-        assert not rest.strip(b"\0")
-        return text.decode()
-    if encoding == "calibration":
-        return str(int.from_bytes(data, "big", signed=True))
-    assert encoding == "bytes"
-    return {bytes(len(data)): "zero", b"\xff" * len(data): "as before"}[data]
-
-
 @VERSIONS
-def test_the_values_after_formatting_are_those_of_a_formatted_part(version):
-    part = records.formatted(version)
-    for name, position, length, encoding, value in fields(version):
-        found = value_of(part[position : position + length], encoding)
-        assert (name, found) == (name, value)
-
-
-@VERSIONS
-def test_the_fields_fill_the_part_but_for_two_zero_bytes_behind_each_mac(version):
+def test_the_rows_fill_the_part_but_for_two_zero_bytes_after_each_mac(facts, version):
     part = records.formatted(version)
     end = 0
-    for name, position, length, encoding, _ in fields(version):
+    for name, position, length, encoding, value in table(f"Version {version}"):
+        position, length = int(position), int(length)
         assert position == end, name
         end += length
         if encoding == "MAC":
-            assert (length, part[end : end + 2]) == (6, b"\0\0")
+            assert part[end : end + 2] == b"\0\0"
             end += 2
-    assert end == len(part) == records.SIZE[version]
-
-
-def layout(version):
-    """The version's layout as the program has it."""
-    subprocess.run([ROOT / "script/build", "dev", "facts"], check=True)
-    printed = subprocess.check_output([ROOT / "build/dev/tests/facts"])
-    return json.loads(printed)["versions"][str(version)]
+        if name == "(unused)":
+            assert {*part[position:end]} == {0 if value == "zero" else 0xFF}
+        if name == "(user bytes)":
+            assert {"position": position, "length": length} == facts["user_bytes"]
+    assert end == len(part)
 
 
 @VERSIONS
-def test_the_positions_are_those_of_the_layout(version):
-    of_program = layout(version)
-    assert of_program["size"] == records.SIZE[version]
-    assert f"The part has {records.SIZE[version]} bytes." in RECORD
-    placed = {field["name"]: (field["position"], field["length"]) for field in of_program["fields"]}
-    named = {
-        re.sub(r"^\((.*)\)$", r"\1", name): (position, length)
-        for name, position, length, _, _ in fields(version)
-    }
-    named.pop("unused", None)
-    assert named == placed
+def test_the_absent_fields_are_named(facts, version):
+    def names(version):
+        fields = facts["versions"][str(version)]["fields"]
+        names = {field["name"] for field in fields}
+        return {re.sub(r"(AioCalibration) \d", r"\1 0 to 7", name) for name in names}
+
+    rest = text_of("kestrel-record.5").split(f"Version {version} The part")[1]
+    absent = re.search(r"Absent from this version (?:is|are) (.*?)\. ", rest)[1]
+    found = {name for name in names(1) | names(2) if name in absent}
+    assert found == names(3 - version) - names(version)
 
 
-@VERSIONS
-def test_the_absent_fields_are_named(version):
-    rest = RECORD[RECORD.index(f".Ss Version {version}") :]
-    absent = in_one_line(
-        re.search(r"^Absent from this version (?:is|are) (.*?)\.$", rest, re.DOTALL | re.MULTILINE)[
-            1
-        ]
+def test_the_crc_is_computed_as_the_page_says():
+    polynomial, start = numbers(
+        "the reflected polynomial #, starting at #, inverted at the end", "kestrel-record.5"
     )
-    here, other = positions(version), positions(3 - version)
-    for name in {*other} - {*here}:
-        name = re.sub(r"AioCalibration \d", "AioCalibration 0 to 7", name).strip("()")
-        assert name in absent
-    assert not any(re.search(rf"\b{re.escape(name)}\b", absent) for name in here)
+    [result] = numbers("the nine characters 123456789 give #", "kestrel-record.5")
+    for data, expected in [
+        (b"123456789", result),
+        (PARTS["formatted-v2"][:179], int.from_bytes(PARTS["formatted-v2"][179:183], "big")),
+    ]:
+        crc = start
+        for byte in data:
+            crc ^= byte
+            for _ in range(8):
+                crc = crc >> 1 ^ (polynomial if crc & 1 else 0)
+        assert crc ^ 0xFFFFFFFF == expected
 
 
 @VERSIONS
-def test_the_covered_bytes_are_those_in_front_of_the_crc(version):
-    last = positions(version)["Crc32"] - 1
-    assert f"bytes 0 to {last} in version {version}" in in_one_line(RECORD)
+def test_the_covered_bytes_are_those_before_the_crc(facts, version):
+    last = facts["versions"][str(version)]["crc_position"] - 1
+    assert f"bytes 0 to {last} in version {version}" in text_of("kestrel-record.5")
 
 
-def test_the_dump_shows_the_fields_of_the_tables():
-    lines = records.text("dump-formatted-v2.txt").decode().splitlines()
-    labels = [line.split(":")[0].strip() for line in lines if line]
-    assert {*labels} == {*positions(2)} - {"(unused)"} | {"valid"}
+def dump(name):
+    lines = records.text(name).decode().splitlines()
+    return {line[:17].strip(" :"): line[18:].strip() for line in lines if line}
 
 
-def test_the_elements_of_the_fields_are_those_of_the_command_line():
-    rows = {name: "-" + option.removeprefix("Fl ") for name, option in table("The elements")}
-    assert {*rows.values(), "--valid"} == {*elements.WRITABLE, *elements.READ_ONLY}
-    for name, option in rows.items():
-        for version in (1, 2):
-            expected = {"--version": 0, "--crc": records.CRC_POSITION[version]}.get(option)
-            if expected is None:
-                expected = elements.field(option, version).position
-            assert positions(version)[name] == expected
+def test_the_fixed_values_of_the_dump_are_those_of_the_page():
+    absent, damaged = dump("dump-formatted-v1.txt"), dump("dump-damaged-v2.txt")
+    for of_fields in (absent, damaged):
+        for sentence in [
+            f"--raw shows {of_fields['MAC USB local']}, ",
+            f"and for MAC USB host {of_fields['MAC USB host']}.",
+            f"it is shown as {of_fields['ARI (DECT ID)']}, ",
+            f"and each AioCalibration as {of_fields['AioCalibration 0']}.",
+        ]:
+            assert sentence in text_of("kestrel-record.5")
+    ids = f"EntityId is shown as {damaged['EntityId']} and EntityModelId as "
+    assert ids + damaged["EntityModelId"] + "." in text_of("kestrel-record.5")
+
+
+def test_the_elements_of_the_fields_are_those_of_the_menu(facts):
+    rows = [["--" + option.removeprefix("Fl -"), name] for name, option in table("The elements")]
+    names = {f"MAC{number}": f"MAC{number - 1}" for number in range(1, 5)}
+    options = {
+        entry["option"]: names.get(entry["name"], entry["name"])
+        for entry in facts["entries"]
+        if entry["kind"] in ("value", "read only") and entry["name"] != "valid"
+    }
+    assert dict(rows) == options
+
+
+# The board test
+
+
+@VERSIONS
+def test_the_board_test_has_the_messages_that_the_page_counts(make_sandbox, version):
+    counts = numbers("# in a pass of version 1 and # in one of version 2", "kestrel-boardtest.1")
+    sandbox = make_sandbox(PARTS[f"damaged-v{version}"])
+    printed = sandbox.shell("kestrel-boardtest 2 2>&1 | sed /loop:9999/q").out.decode()
+    assert printed.count("CRC invalid") == counts[version - 1]
+    [passes] = numbers(
+        "Read every field but the dates and the version # times", "kestrel-boardtest.1"
+    )
+    assert printed.startswith(f"loop:{passes}\n")

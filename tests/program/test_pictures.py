@@ -4,6 +4,8 @@ What Graphviz and mscgen draw differs from version to version, so of their pictu
 and the state of the source are compared.
 """
 
+# ctest: tree native
+
 import re
 import subprocess
 from pathlib import Path
