@@ -20,10 +20,14 @@ import pyte
 import records
 
 TIMEOUT = 10  # seconds, for what takes milliseconds
+IMPATIENT = 0.5  # seconds, after a wait in vain: one failure is enough to know
 
 TIOCGPTN = 0x80045430  # asks a pseudo-terminal's number; Python does not have it yet
 
-Cell = namedtuple("Cell", "text foreground background reverse")
+Cell = namedtuple("Cell", "text foreground background reverse bold underline blink")
+
+# pyte does not know blinking, and nothing here is italic.
+pyte.graphics.TEXT.update({5: "+italics", 25: "-italics"})
 
 
 def key(name, terminal="screen-256color"):
@@ -48,6 +52,7 @@ class Terminal:
     """
 
     running = []
+    patience = TIMEOUT
 
     def __init__(self, sandbox, rows=24, columns=80, name="screen-256color", before=(), shell=None):
         self.sandbox = sandbox
@@ -74,7 +79,7 @@ class Terminal:
         self.wait_until(lambda: self.row(rows - 2).startswith(" $>") or not self.child.isalive())
         self.settle()
 
-    def pump(self, seconds=0.01):
+    def pump(self, seconds=0.005):
         """Feeds the screen with what the program has written; says whether there was anything."""
         try:
             output = self.child.read_nonblocking(65536, seconds)
@@ -105,15 +110,23 @@ class Terminal:
 
     def settle(self):
         quiet = 0
-        deadline = time.monotonic() + TIMEOUT
-        while quiet < 2:
-            assert time.monotonic() < deadline, "the program does not come to rest"
-            quiet = 0 if self.pump() or not self.idle() else quiet + 1
 
-    def wait_until(self, condition):
-        deadline = time.monotonic() + TIMEOUT
-        while not condition() and time.monotonic() < deadline:
-            self.pump(0.05)
+        def at_rest():
+            nonlocal quiet
+            quiet = 0 if self.pump() or not self.idle() else quiet + 1
+            return quiet == 2
+
+        assert self.wait_until(at_rest, 0), "the program does not come to rest"
+
+    def wait_until(self, condition, step=0.05):
+        """Whether the condition came to hold; in vain it is waited for only once as long."""
+        deadline = time.monotonic() + Terminal.patience
+        while not condition():
+            if time.monotonic() > deadline:
+                Terminal.patience = IMPATIENT
+                return False
+            self.pump(step)
+        return True
 
     def leave(self):
         """Ends the program in the regular way if it still runs."""
@@ -139,9 +152,8 @@ class Terminal:
         before = self.wake_ups()
         self.child.send(b"".join(keys))
         # On a busy machine it may take its time until a key gets to the program.
-        deadline = time.monotonic() + TIMEOUT
-        while keys and self.wake_ups() == before is not None and time.monotonic() < deadline:
-            time.sleep(0.001)
+        if keys and before is not None:
+            self.wait_until(lambda: self.wake_ups() != before, 0.001)
         self.settle()
 
     def go_to(self, name, start="FormatVersion"):
@@ -160,10 +172,13 @@ class Terminal:
     def row(self, number):
         return self.screen.display[number].rstrip()
 
+    def text(self):
+        return "".join(row.rstrip() + "\n" for row in self.screen.display)
+
     def cells(self):
         return [
             [
-                Cell(cell.data, cell.fg, cell.bg, cell.reverse)
+                Cell(*cell[:3], cell.reverse, cell.bold, cell.underscore, cell.italics)
                 for cell in (
                     self.screen.buffer[row][column] for column in range(self.screen.columns)
                 )
@@ -220,7 +235,7 @@ def screen_of(values, current, prompt="", first=0, size=(24, 80), column=None, c
     not that of the longest value.
     """
     rows, columns = size
-    plain = Cell(" ", "white", "blue", False) if colours else Cell(" ", *["default"] * 2, False)
+    plain = Cell(" ", *(["white", "blue"] if colours else ["default"] * 2), *[False] * 4)
     grey = plain._replace(foreground="black") if colours else plain
     cells = [[plain] * columns for _ in range(rows)]
 

@@ -42,13 +42,31 @@ def leave_all_menus():
         Terminal.running.pop().leave()
 
 
+def test_a_fresh_version_2_part_on_a_usual_terminal(make_sandbox):
+    terminal = Terminal(make_sandbox(V2))
+    assert terminal.text() == records.text("screen-fresh-v2.txt").decode()
+
+
+def test_an_edit_of_a_version_1_part_under_way(make_sandbox):
+    terminal = Terminal(make_sandbox(V1))
+    terminal.go_to("DateOfProduction")
+    terminal.press(ENTER, *[BACKSPACE] * 14, b"2", b"6")
+    assert terminal.text() == records.text("screen-edit-v1.txt").decode()
+
+
+def test_a_short_terminal_with_a_scrolled_list(make_sandbox):
+    terminal = Terminal(make_sandbox(V2), 12, 80)
+    terminal.go_to("ProductType")
+    assert terminal.text() == records.text("screen-short-v2.txt").decode()
+
+
 @pytest.mark.parametrize("size", [(24, 80), (40, 132), (24, 71), (50, 200)])
-def test_a_fresh_version_2_board_shows_all_entries(make_sandbox, size):
+def test_a_fresh_version_2_part_shows_all_entries(make_sandbox, size):
     terminal = Terminal(make_sandbox(V2), *size)
     terminal.expect(screen_of(values_of(V2), "FormatVersion", size=size))
 
 
-def test_a_fresh_version_1_board_shows_all_entries(make_sandbox):
+def test_a_fresh_version_1_part_shows_all_entries(make_sandbox):
     terminal = Terminal(make_sandbox(V1))
     terminal.expect(screen_of(values_of(V1), "FormatVersion"))
 
@@ -126,7 +144,7 @@ def test_a_key_redraws_only_what_it_changes(make_sandbox):
     [
         *[LEFT, RIGHT, BACKSPACE, b"\x7f", b"q", b"j", b" ", b"\x1b", b"\0", b"\xff", b"/"],
         *[key("kf2"), key("kpp"), key("knp"), key("khome"), key("kend"), key("kdch1")],
-        *[key("kent", "vt100"), b"\t"],
+        b"\t",
     ],
     ids=repr,
 )
@@ -288,11 +306,14 @@ def test_a_key_in_an_edit_appends_the_bytes_of_its_code(make_sandbox, sent, appe
     terminal.expect(screen_of(values, "PCB SerialNumber"))
 
 
-def test_the_enter_key_of_the_keypad_appends_its_code(make_sandbox):
+def test_the_enter_key_of_the_keypad_is_a_key_like_any_other(make_sandbox):
     sandbox = make_sandbox(V2)
     terminal = Terminal(sandbox, name="vt100")
-    terminal.press(*[key("kcud1", "vt100")] * elements.NAMES.index("SerialNumber"), ENTER)
-    terminal.press(*[b"\x7f"] * 13, key("kent", "vt100"), ENTER)
+    keypad_enter = key("kent", "vt100")
+    assert keypad_enter
+    terminal.press(*[key("kcud1", "vt100")] * elements.NAMES.index("SerialNumber"), keypad_enter)
+    terminal.expect(screen_of(values_of(V2), "SerialNumber", colours=False))
+    terminal.press(ENTER, *[b"\x7f"] * 13, keypad_enter, ENTER)
     assert sandbox.image == records.with_field(V2, "--ser_num", code(curses.KEY_ENTER))
 
 
@@ -378,7 +399,7 @@ def test_a_command_is_announced_executed_and_leaves_the_old_values(make_sandbox,
     values = values_of(contents)
     # The part is slow, so that the announcement can be seen.
     slow = ["strace", "-o", sandbox.directory / "log", "-P", sandbox.path]
-    slow += ["-e", "inject=write:delay_enter=3s:when=1"]
+    slow += ["-e", "inject=write:delay_enter=1500ms:when=1"]
     terminal = Terminal(sandbox, before=slow)
     terminal.expect(screen_of(values, "FormatVersion"))
     terminal.go_to(name)

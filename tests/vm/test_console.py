@@ -1,10 +1,10 @@
 """The serial console of the virtual machine, and the menu on it."""
 
+import elements
 import pytest
 import records
 from machine import PROMPT, Console
-from terminal import DOWN, ENTER, screen_of, values_of
-from test_menu import EDITS, OPTIONS, failure_values
+from terminal import DOWN, ENTER, failure_values, screen_of, values_of
 
 V1 = records.formatted(1)
 V2 = records.formatted(2)
@@ -53,19 +53,19 @@ def test_the_menu_shows_all_entries_of_a_part_and_end_leaves_it(open_menu, conte
 def test_every_element_is_edited_on_the_screen_and_stored(open_menu, contents):
     console = open_menu(contents)
     expected, at = contents, "FormatVersion"
-    for name, (typed, stored, _) in EDITS.items():
-        console.go_to(name, at)
-        console.edit(typed.encode())
+    for element in elements.VALUES:
+        console.go_to(element.name, at)
+        at = element.name
+        console.edit(element.typed.encode())
         console.press(ENTER)
-        expected = records.with_field(expected, OPTIONS[name], bytes.fromhex(stored))
-        console.expect(screen_of(values_of(expected), name))
-        at = name
+        expected = records.with_sample(expected, element)
+        console.expect(screen_of(values_of(expected), at))
     assert console.sandbox.image == expected
 
 
 def test_a_blank_part_is_formatted_and_erased_from_the_menu(open_menu):
     console = open_menu(records.BLANK_V2)
-    console.expect(screen_of(failure_values("65535"), "FormatVersion"))
+    console.expect(screen_of(failure_values(records.BLANK_V2), "FormatVersion"))
     console.go_to("Format_v2")
     for keys, contents in [((ENTER,), V2), ((DOWN, ENTER), records.BLANK_V2)]:
         console.press(*keys)
