@@ -1,8 +1,8 @@
 # Completion of kestrel(1) for bash.
 #
 # It completes the words of a command but no values, since what is on the line gets written to the
-# board; of a value it lists the form. It does not run kestrel, which opens the device whatever it
-# is asked.
+# board; for a value it lists the form. It does not run kestrel, which opens the device whatever it
+# is asked to do.
 #
 # shellcheck shell=bash
 
@@ -11,7 +11,7 @@ _kestrel_words()
     mapfile -t COMPREPLY < <(compgen -W "$*" -- "$cur")
 }
 
-# Two of the kinds of completion put on the line what others list.
+# Two kinds of completion put on the line what others list.
 _kestrel_in_turn=37
 _kestrel_all_at_once=42
 
@@ -45,7 +45,7 @@ _kestrel()
         2,-w,*) _kestrel_words "$writable" ;;
         3,-w,--mac[1-4]) _kestrel_form "MAC address, 17 characters: 02:a5:5e:00:00:01" ;;
         3,-w,--*date) _kestrel_form 'date, in quotes: "2026-11-15 10:42:16"' ;;
-        3,-w,--type) _kestrel_form "number of 16 bits, hexadecimal: 0x1e" ;;
+        3,-w,--type) _kestrel_form "hexadecimal number: 0x1e" ;;
         3,-w,--*_rev) _kestrel_form "exactly 3 characters: 001" ;;
         3,-w,--pcb_ser_num) _kestrel_form "up to 12 characters, up to 36 in version 2" ;;
         3,-w,--ser_num) _kestrel_form "up to 13 characters" ;;

@@ -6,12 +6,14 @@ import os
 import re
 import subprocess
 import time
+from pathlib import Path
 
 import elements
 import pexpect
 import pytest
 import records
 
+ROOT = Path(__file__).parents[2]
 TIMEOUT = 20  # seconds, for what takes milliseconds
 
 TAB = "\t"
@@ -24,7 +26,7 @@ START = {
         """bind -x '"\\C-xd": printf "%s\\n" "$READLINE_LINE" >line'""",
     ],
     "zsh": [
-        "fpath=($PREFIX/share/zsh/*-* $fpath)",
+        "fpath=($PREFIX/share/zsh/site-functions $fpath)",
         "autoload -Uz compinit && compinit -u -D",
         """show() { print -r -- "$BUFFER" >line }; zle -N show; bindkey '^Xd' show""",
     ],
@@ -75,7 +77,7 @@ class Shell:
         self.child.expect_exact("done\r\n")
 
     def press(self, keys):
-        """Types keys on an empty line; the line that comes of it, and what appears on the screen."""
+        """Types keys on an empty line; the line that results, and what appears on the screen."""
         self.line_file.unlink(missing_ok=True)
         self.child.send("\x15" + keys + "\x18d")
         output = ""
@@ -97,7 +99,7 @@ class Shell:
         return self.press(keys)[0]
 
     def listed(self, line):
-        """What the shell lists behind the line, which must stay as it is."""
+        """What the shell lists after the line, which must stay as it is."""
         after, output = self.press(line + self.list_key)
         assert after == line
         return output
@@ -109,7 +111,7 @@ class Shell:
         return form
 
     def offered(self, line):
-        """The words listed behind the line, which has to end with none of them."""
+        """The words listed after the line, which must not end with one of them."""
         return {*re.findall(r"(?<!\S)(?:--?[a-z]\w*|\d)(?!\S)", self.listed(line))} - {
             *line.split()
         }
@@ -187,7 +189,7 @@ def test_tab_completes_what_was_begun(shell, typed, line):
         "kestrel-boardtest 1 ",
     ],
 )
-def test_behind_a_whole_command_nothing_is_offered(shell, line):
+def test_after_a_whole_command_nothing_is_offered(shell, line):
     assert shell.offered(line) == set()
     assert shell.line(line + TAB * 3) == line
 
@@ -202,7 +204,7 @@ BEGUN = {
 
 
 @pytest.mark.parametrize("option", elements.WRITABLE)
-def test_of_a_value_the_form_is_shown_and_the_line_left_alone(shell, option):
+def test_for_a_value_the_form_is_shown_and_the_line_left_alone(shell, option):
     for value in ["", *BEGUN.get(option, [])]:
         line = f"kestrel -w {option} {value}"
         assert shell.form(line)
@@ -212,17 +214,38 @@ def test_of_a_value_the_form_is_shown_and_the_line_left_alone(shell, option):
 def test_the_forms_shown_are_accepted(shell, make_sandbox):
     sandbox = make_sandbox(records.formatted(2))
     for option in elements.WRITABLE:
-        form = shell.form(f"kestrel -w {option} ")
-        if example := re.search(r': "?(.*?)"?$', form):
-            values = [example[1]]
+        form, _, example = shell.form(f"kestrel -w {option} ").partition(": ")
+        lengths = [int(length) for length in re.findall(r"(?:, |exactly |up to )(\d+)", form)]
+        if example:
+            example = example.strip('"')
+            assert lengths in ([], [len(example)])
         else:
-            values = ["x" * int(length) for length in re.findall(r"\d\d", form)]
-            too_long = values[-1] + "x"
-            sandbox.write(option, too_long)
-            assert sandbox.read(option) != too_long.encode()
-        for value in values:
-            sandbox.write(option, value)
-            assert sandbox.read(option) == value.encode()
+            # Each version is named where the two differ.
+            in_versions = [elements.field(option, version).length for version in (1, 2)]
+            assert lengths == [*dict.fromkeys(in_versions)]
+            example = "x" * lengths[-1]
+        sandbox.write(option, example)
+        assert sandbox.read(option) == example.encode()
+        assert re.search(r"in version 2$", form) or len(lengths) < 2
+
+
+def test_zsh_names_the_size_of_the_part_to_format(prefix, tmp_path, facts):
+    zsh = Shell("zsh", prefix, tmp_path)
+    listed = zsh.listed("kestrel ")
+    for version, layout in facts["versions"].items():
+        assert re.search(rf"--format_v{version} .*\b{layout['size']} bytes", listed)
+    zsh.close()
+
+
+@pytest.mark.parametrize(
+    "prefix, folder", [("/usr", "vendor-completions"), ("/usr/local", "site-functions")]
+)
+def test_zsh_finds_the_completion_of_a_package_in_a_folder_of_its_own(tmp_path, prefix, folder):
+    options = ["-DBUILD_TESTING=OFF", f"-DCMAKE_INSTALL_PREFIX={prefix}"]
+    command = ["cmake", "-S", ROOT, "-B", tmp_path, *options]
+    subprocess.run(command, stdout=subprocess.PIPE, check=True)
+    script = (tmp_path / "cmake_install.cmake").read_text()
+    assert re.findall(r"share/zsh/([\w-]+)", script) == [folder]
 
 
 def test_pressing_tab_again_and_again_never_gives_what_erases(shell):
@@ -244,7 +267,7 @@ def test_bash_puts_nothing_on_the_line_all_at_once(bash):
         assert bash.line(line + ALL_AT_ONCE) == line
 
 
-def test_bash_completes_behind_sudo_and_in_a_redirection(bash):
+def test_bash_completes_after_sudo_and_in_a_redirection(bash):
     assert bash.line("sudo kestrel -w --ser_" + TAB) == "sudo kestrel -w --ser_num "
     bash.enter("touch record.txt")
     assert bash.line("kestrel --raw >rec" + TAB) == "kestrel --raw >record.txt "
