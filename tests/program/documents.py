@@ -6,16 +6,12 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[2]
 
 
-def block(name, language, document):
+def block(name, document):
+    """The lines of an example."""
     text = (ROOT / document).read_text()
-    return re.search(rf"<!-- test: {name} -->\n```{language}\n(.*?)```", text, re.DOTALL)[1]
-
-
-def recipe(name, document="README.md"):
-    """A script, which ends at its first error."""
-    return "set -eu\n" + block(name, "sh", document)
+    return re.search(rf"<!-- test: {name} -->\n```\w*\n(.*?)```", text, re.DOTALL)[1]
 
 
 def transcript(name, document="README.md"):
     """The commands of a session in the virtual machine, each with what it printed."""
-    return re.findall(r"^vm# (.*)\n((?:(?!vm# ).*\n)*)", block(name, "", document), re.MULTILINE)
+    return re.findall(r"^vm# (.*)\n((?:(?!vm# ).*\n)*)", block(name, document), re.MULTILINE)

@@ -1,106 +1,20 @@
-"""The commands of the README, and the scripts that it names."""
+"""The scripts that the README names."""
 
 # ctest: tree native
 
 import os
-import re
 import shlex
 import subprocess
 import time
+from pathlib import Path
 
 import elements
 import pytest
 import records
-from documents import ROOT, recipe
 from terminal import ENTER, Terminal
 
-V1 = records.formatted(1)
+ROOT = Path(__file__).parents[2]
 V2 = records.formatted(2)
-
-
-def follow(sandbox, *name):
-    """Runs a recipe of a document, as it stands there, on the sandbox."""
-    return sandbox.shell(recipe(*name))
-
-
-@pytest.mark.parametrize("contents", [records.BLANK_V1, bytes(128), records.MISTAKEN_V1])
-def test_a_part_of_128_bytes_that_cannot_be_loaded_is_formatted_by_the_recipe(
-    make_sandbox, contents
-):
-    sandbox = make_sandbox(contents)
-    assert sandbox.run("--format_v1").status == 1
-    assert follow(sandbox, "format").status == 0
-    assert sandbox.image == V1
-
-
-@pytest.mark.parametrize(
-    "before, after",
-    [(records.damaged(V1), V1), (records.damaged(V2), V2), (records.BLANK_V2, V2)],
-    ids=["damaged v1", "damaged v2", "blank v2"],
-)
-def test_the_recipe_for_a_record_that_is_not_intact_ends_with_a_fresh_one(
-    make_sandbox, before, after
-):
-    sandbox = make_sandbox(before)
-    done = follow(sandbox, "format")
-    assert (done.status, done.out[-2:]) == (0, b"1\n")
-    assert sandbox.image == after
-
-
-NOT_TAKEN = b"the serial number was not taken\n"
-
-
-def test_the_read_back_of_a_script_passes_what_was_written(make_sandbox):
-    sandbox = make_sandbox(V2)
-    assert follow(sandbox, "read-back").status == 0
-    assert sandbox.image == records.with_field(V2, "--ser_num", b"SN-0000004711")
-
-
-def test_the_read_back_of_a_script_notices_a_failed_write(make_sandbox):
-    sandbox = make_sandbox(V2)
-    fault = [
-        "strace",
-        "-o",
-        "/dev/null",
-        "-f",
-        "-P",
-        str(sandbox.path),
-        "-e",
-        "inject=write:retval=13",
-    ]
-    assert sandbox.shell(recipe("read-back"), fault).status == 1
-
-
-def test_the_read_back_of_a_script_notices_a_refused_value(make_sandbox):
-    too_long = recipe("read-back").replace("SN-0000004711", "SN-00000047110")
-    result = make_sandbox(V2).shell(too_long)
-    assert result == (1, b"", NOT_TAKEN)
-
-
-def test_the_read_back_of_a_script_notices_the_fixed_value_of_a_damaged_record(make_sandbox):
-    unwritten = recipe("read-back").replace('kestrel -w --ser_num "$serial"', "true")
-    unwritten = unwritten.replace("SN-0000004711", "0000000000000")
-    result = make_sandbox(records.damaged(V2)).shell(unwritten)
-    assert (result.status, result.err) == (1, b"CRC invalid\n" + NOT_TAKEN)
-
-
-def test_the_recipe_with_a_lock_waits_for_the_other_writer(make_sandbox):
-    sandbox = make_sandbox(V2)
-    with subprocess.Popen(
-        ["flock", str(sandbox.path), "sh", "-c", "echo locked; sleep 0.5"], stdout=subprocess.PIPE
-    ) as other:
-        assert other.stdout.readline() == b"locked\n"
-        start = time.monotonic()
-        assert follow(sandbox, "lock", "docs/reliability.md").status == 0
-        assert time.monotonic() - start > 0.3
-    assert sandbox.image == records.with_field(V2, "--ser_num", b"SN-0000004711")
-
-
-@pytest.mark.parametrize("document", ["README.md", "CONTRIBUTING.md", "docs/architecture.md"])
-def test_the_links_of_a_document_lead_to_files(document):
-    path = ROOT / document
-    links = re.findall(r"\]\(([^)#]+)[^)]*\)", path.read_text())
-    assert links and all((path.parent / link).is_file() for link in links), links
 
 
 def in_sandbox(*arguments):

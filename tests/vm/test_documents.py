@@ -2,12 +2,7 @@
 
 import subprocess
 
-import pytest
-import records
-from documents import ROOT, recipe, transcript
-
-V1 = records.formatted(1)
-V2 = records.formatted(2)
+from documents import ROOT, transcript
 
 
 def test_the_transcript_shows_what_the_board_prints(machine):
@@ -17,21 +12,6 @@ def test_the_transcript_shows_what_the_board_prints(machine):
     for command, printed in steps:
         result = machine.run(command + " 2>&1")
         assert result.out.decode() == printed, command
-
-
-@pytest.mark.parametrize(
-    "name, before, after",
-    [
-        ("format", records.BLANK_V1, V1),
-        ("format", records.damaged(V1), V1),
-        ("format", records.damaged(V2), V2),
-        ("read-back", V2, records.with_field(V2, "--ser_num", b"SN-0000004711")),
-    ],
-)
-def test_the_recipes_work_on_the_board(make_sandbox, name, before, after):
-    sandbox = make_sandbox(before)
-    assert sandbox.machine.run(recipe(name)).status == 0
-    assert sandbox.image == after
 
 
 def script_board(*arguments):

@@ -1,0 +1,68 @@
+"""The README and docs/: their commands work, their links lead somewhere, their numbers are true."""
+
+# ctest: tree native
+
+import re
+import subprocess
+import time
+
+import pytest
+import records
+from documents import ROOT, block
+
+V2 = records.formatted(2)
+README = (ROOT / "README.md").read_text()
+
+
+def test_the_readme_is_short():
+    assert README.count("\n") <= 130
+
+
+def test_the_commands_of_the_readme_do_what_their_comments_say(make_sandbox):
+    commands = block("commands", "README.md").splitlines()
+    assert commands.pop(0).split() == ["kestrel", "#", "the", "menu"]
+    sandbox = make_sandbox(V2)
+    for command in commands:
+        result = sandbox.shell(command)
+        assert (result.status, result.err) == (0, b""), command
+    date = bytes([20, 26, 11, 15, 10, 42, 16])
+    written = records.with_field(V2, "--productiondate", date)
+    assert sandbox.image == records.with_field(written, "--ser_num", b"SN-0000004711")
+
+
+def test_the_sizes_in_the_readme_are_those_of_the_layouts(facts):
+    size1, size2 = (facts["versions"][version]["size"] for version in "12")
+    text = " ".join(README.split())
+    for sentence in [
+        f"a {size1}- or {size2}-byte part",
+        f"`--format_v1` (for a part of {size1} bytes) and `--format_v2` ({size2} bytes)",
+        f"`--format_v2` on a {size1}-byte part fails **and wipes it**",
+        f"Version 1 fills a part of {size1} bytes, version 2 the first bytes of one of {size2}.",
+    ]:
+        assert sentence in text
+
+
+@pytest.mark.parametrize(
+    "document",
+    [
+        "README.md",
+        "CONTRIBUTING.md",
+        *sorted(f"docs/{p.name}" for p in (ROOT / "docs").glob("*.md")),
+    ],
+)
+def test_the_links_of_a_document_lead_to_files(document):
+    path = ROOT / document
+    links = re.findall(r"\]\(([^)#]+)[^)]*\)", path.read_text())
+    assert all((path.parent / link).is_file() for link in links), links
+
+
+def test_the_recipe_with_a_lock_waits_for_the_other_writer(make_sandbox):
+    sandbox = make_sandbox(V2)
+    with subprocess.Popen(
+        ["flock", str(sandbox.path), "sh", "-c", "echo locked; sleep 0.5"], stdout=subprocess.PIPE
+    ) as other:
+        assert other.stdout.readline() == b"locked\n"
+        start = time.monotonic()
+        assert sandbox.shell(block("lock", "docs/reliability.md")).status == 0
+        assert time.monotonic() - start > 0.3
+    assert sandbox.image == records.with_field(V2, "--ser_num", b"SN-0000004711")
