@@ -16,6 +16,7 @@ Result = namedtuple("Result", "status out err")
 
 def pytest_addoption(parser):
     parser.addoption("--programs", required=True, help="where the programs to be tested are")
+    parser.addoption("--rounds", type=int, default=500, help="of random records")
 
 
 def result_of(command, environment, **options):
@@ -131,3 +132,65 @@ def facts(request):
     """The program's own tables."""
     printer = Path(request.config.getoption("--programs")) / "tests/facts"
     return json.loads(subprocess.check_output([printer]))
+
+
+class Part:
+    """A part for kestrel-record: a plain file, given by --device."""
+
+    def __init__(self, program, path, contents):
+        self.program = program
+        self.path = path
+        if contents is not None:
+            self.image = contents
+
+    @property
+    def image(self):
+        return self.path.read_bytes()
+
+    @image.setter
+    def image(self, contents):
+        self.path.write_bytes(contents)
+
+    def command(self, command, *arguments):
+        """The command on this part, if it is one that opens a part."""
+        on_part = ["--device", self.path] if command in ("read", "diff", "write") else []
+        return [self.program, command, *on_part, *arguments]
+
+    def run(self, *arguments, document=None, before=(), **options):
+        """Runs a command; a document, or any bytes in its place, goes to standard input."""
+        command = [*before, *self.command(*arguments)]
+        if document is not None:
+            command.append("-")
+            text = document if isinstance(document, bytes) else json.dumps(document).encode()
+            options["input"] = text
+        # The leak checker of a sanitized build cannot work under a tracer.
+        environment = {**os.environ, **({"ASAN_OPTIONS": "detect_leaks=0"} if before else {})}
+        return result_of(command, environment, **options)
+
+    def report(self, *arguments, **options):
+        """The report of a command, which must be one line, and give the status."""
+        result = self.run(*arguments, "--json", **options)
+        assert result.out.count(b"\n") == 1 and result.out.endswith(b"\n"), result
+        report = json.loads(result.out)
+        assert report["status"] == result.status
+        return report
+
+    def strace(self, tracer, *arguments, **options):
+        """Runs a command under a strace that sees only the calls on the part; with its lines."""
+        log = self.path.parent / "strace.log"
+        tracing = ["strace", "-o", log, *tracer, "-P", self.path]
+        result = self.run(*arguments, before=tracing, **options)
+        return result, log.read_text().splitlines()
+
+    def fail(self, injection, *arguments, **options):
+        """Runs a command with a fault, in strace's words, in its calls on the part."""
+        result, lines = self.strace(["-e", "inject=" + injection], *arguments, **options)
+        assert any("(INJECTED)" in line for line in lines), "the fault was not reached"
+        return result
+
+
+@pytest.fixture
+def make_part(request, tmp_path):
+    """Makes a part for kestrel-record from its bytes; None for one that is not there."""
+    program = Path(request.config.getoption("--programs")).resolve() / "kestrel-record"
+    return lambda contents=None: Part(program, tmp_path / "part", contents)

@@ -1,0 +1,159 @@
+"""The images that kestrel-record makes for a programmer of parts, and where it puts them."""
+
+import os
+import random
+import stat
+import subprocess
+
+import pytest
+import record_model as model
+import records
+
+VERSIONS = pytest.mark.parametrize("version", [1, 2])
+V1 = records.formatted(1)
+
+
+@pytest.fixture
+def record(make_part):
+    return make_part()
+
+
+def made(version, document):
+    return model.encoded(records.formatted(version), version, document)
+
+
+@VERSIONS
+def test_an_image_is_a_fresh_record_with_what_the_document_names(record, version):
+    documents = [{}, model.sample(version), {"type": "0x1e", "ser_num": ""}]
+    chance = random.Random(version)
+    documents += [model.random_document(chance, version) for _ in range(20)]
+    for document in documents:
+        document = {**document, "version": version}
+        image = made(version, document)
+        assert record.run("image", "-o", "-", document=document) == (0, image, b"")
+        assert len(image) == records.SIZE[version]
+    for key, value in model.sample(version).items():
+        document = {"version": version, key: value}
+        assert record.run("image", "-o", "-", document=document).out == made(version, document)
+
+
+def test_the_version_is_to_be_named(record):
+    for document in ({}, {key: model.sample(2)[key] for key in model.keys(2)[1:]}):
+        result = record.run("image", "-o", "-", document=document)
+        assert (result.status, result.out) == (3, b"")
+        assert result.err.startswith(b"kestrel-record: version: ")
+    assert record.run("image", "-o", "-", "--set", "version=1") == (0, V1, b"")
+
+
+def test_a_refused_document_makes_no_file(record, tmp_path):
+    file = tmp_path / "image"
+    result = record.run("image", "-o", file, "--set", "type=x", document={"version": 2})
+    assert result.status == 3 and not file.exists()
+    file.write_bytes(b"old")
+    record.run("image", "-o", file, "--set", "type=x", document={"version": 2})
+    assert file.read_bytes() == b"old"
+
+
+def image(record, file, *options, **more):
+    return record.run("image", "--set", "version=1", "-o", file, *options, **more)
+
+
+@pytest.mark.parametrize("mask", [0o022, 0o027, 0o000, 0o777])
+def test_a_new_file_has_the_mode_that_a_redirection_gives(record, tmp_path, mask):
+    file = tmp_path / "image"
+    assert image(record, file, preexec_fn=lambda: os.umask(mask)) == (0, b"", b"")
+    assert file.read_bytes() == V1
+    assert stat.S_IMODE(file.stat().st_mode) == 0o666 & ~mask
+    assert [path.name for path in tmp_path.iterdir()] == ["image"]
+
+
+@pytest.mark.parametrize("mode", [0o600, 0o640, 0o666, 0o755])
+def test_a_file_is_replaced_whole_and_keeps_its_mode(record, tmp_path, mode):
+    file, link = tmp_path / "image", tmp_path / "link"
+    file.write_bytes(b"old" * 1000)
+    file.chmod(mode)
+    link.hardlink_to(file)
+    assert image(record, file) == (0, b"", b"")
+    assert (file.read_bytes(), link.read_bytes()) == (V1, b"old" * 1000)
+    assert stat.S_IMODE(file.stat().st_mode) == mode
+    assert sorted(path.name for path in tmp_path.iterdir()) == ["image", "link"]
+
+
+def test_a_name_without_a_folder_is_one_in_the_working_directory(record, tmp_path):
+    assert image(record, "image", cwd=tmp_path).status == 0
+    assert (tmp_path / "image").read_bytes() == V1
+
+
+@pytest.mark.parametrize("there", [True, False], ids=["to a file", "to nothing"])
+def test_a_symbolic_link_stays_and_what_it_names_is_made(record, tmp_path, there):
+    (tmp_path / "folder").mkdir()
+    target, link = tmp_path / "folder/target", tmp_path / "link"
+    if there:
+        target.write_bytes(b"old")
+    link.symlink_to("folder/target")
+    assert image(record, link).status == 0
+    assert link.is_symlink() and target.read_bytes() == V1
+    assert [path.name for path in (tmp_path / "folder").iterdir()] == ["target"]
+
+
+def test_a_pipe_is_written_and_stays(record, tmp_path):
+    pipe = tmp_path / "pipe"
+    os.mkfifo(pipe)
+    with subprocess.Popen(["cat", pipe], stdout=subprocess.PIPE) as reading:
+        assert image(record, pipe).status == 0
+        assert reading.communicate()[0] == V1
+    assert stat.S_ISFIFO(pipe.stat().st_mode)
+    assert [path.name for path in tmp_path.iterdir()] == ["pipe"]
+
+
+def test_a_device_is_written_and_stays(record, tmp_path):
+    # A device of its own for root, so that a program in error replaces no one else's.
+    full = "/dev/full"
+    if os.geteuid() == 0:
+        full = tmp_path / "full"
+        os.mknod(full, 0o666 | stat.S_IFCHR, os.makedev(1, 7))
+    result = image(record, full)
+    assert (result.status, result.out) == (4, b"") and b"No space left on device" in result.err
+    assert stat.S_ISCHR(os.stat(full).st_mode)
+
+
+@pytest.mark.parametrize("name", ["", "folder", "missing/image", "file/image"])
+def test_what_cannot_be_written_is_status_4(record, tmp_path, name):
+    (tmp_path / "folder").mkdir()
+    (tmp_path / "file").write_bytes(b"")
+    before = sorted(tmp_path.rglob("*"))
+    result = image(record, f"{tmp_path}/{name}")
+    assert (result.status, result.out) == (4, b"") and result.err.startswith(b"kestrel-record: ")
+    assert sorted(tmp_path.rglob("*")) == before
+
+
+@pytest.mark.parametrize(
+    "fault", ["write:error=ENOSPC:when=1", "rename,renameat,renameat2:error=EIO"]
+)
+def test_a_file_that_cannot_be_replaced_stays_as_it_was(record, tmp_path, fault):
+    folder = tmp_path / "folder"
+    folder.mkdir()
+    file = folder / "image"
+    file.write_bytes(b"old")
+    log = tmp_path / "log"
+    result = image(record, file, before=["strace", "-o", log, "-e", f"inject={fault}"])
+    assert "INJECTED" in log.read_text()
+    assert result.status == 4 and result.err.startswith(b"kestrel-record: ")
+    assert file.read_bytes() == b"old"
+    assert [path.name for path in folder.iterdir()] == ["image"]
+
+
+def test_standard_output_that_cannot_be_written_is_status_4(record):
+    with open("/dev/full", "wb") as full:
+        result = image(record, "-", stdout=full)
+    assert result.status == 4 and result.err.startswith(b"kestrel-record: ")
+
+
+@VERSIONS
+def test_an_image_is_a_part_that_can_be_read_compared_and_written(make_part, version):
+    part = make_part()
+    document = model.sample(version)
+    assert part.run("image", "-o", part.path, document=document).status == 0
+    assert part.report("diff", document=document)["result"] == "same"
+    assert part.report("write", "--set", "ser_num=1")["result"] == "written"
+    assert part.run("read", "ser_num").out == b"1\n"
