@@ -11,6 +11,7 @@ from pathlib import Path
 import elements
 import pexpect
 import pytest
+import record_model
 import records
 
 ROOT = Path(__file__).parents[2]
@@ -44,7 +45,7 @@ class Shell:
         self.was_run = directory / "was-run"
         programs = directory / "bin"
         programs.mkdir()
-        for program in ("kestrel", "kestrel-boardtest"):
+        for program in ("kestrel", "kestrel-boardtest", "kestrel-record"):
             (programs / program).write_text(f"#!/bin/sh\ntouch {self.was_run}\n")
             (programs / program).chmod(0o755)
         self.child = pexpect.spawn(
@@ -271,3 +272,61 @@ def test_bash_completes_after_sudo_and_in_a_redirection(bash):
     assert bash.line("sudo kestrel -w --ser_" + TAB) == "sudo kestrel -w --ser_num "
     bash.enter("touch record.txt")
     assert bash.line("kestrel --raw >rec" + TAB) == "kestrel --raw >record.txt "
+
+
+# kestrel-record
+
+OPTIONS = {
+    "read": {"--device", "--wait", "--damaged"},
+    "check": {"--set", "--json"},
+    "diff": {"--device", "--wait", "--set", "--json"},
+    "write": {"--device", "--wait", "--set", "--format", "--dry-run", "-n", "--json"},
+    "image": {"--set", "-o"},
+}
+
+
+def words_offered(shell, line):
+    """The words listed behind the line, without what zsh says of them."""
+    rows = [row.split(" -- ")[0] for row in shell.listed(line).splitlines()]
+    return {*re.findall(r"(?<!\S)[\w-]+=?(?!\S)", "\n".join(rows))} - {*line.split()}
+
+
+def test_a_command_comes_first(shell):
+    assert words_offered(shell, "kestrel-record ") == {*OPTIONS, "--help", "--version"}
+
+
+@pytest.mark.parametrize("command", OPTIONS)
+def test_each_command_has_its_options(shell, command):
+    line = f"kestrel-record {command} -"
+    assert words_offered(shell, line) == {*OPTIONS[command], "--help"}
+
+
+def test_every_field_can_be_read_and_set(shell):
+    assert words_offered(shell, "kestrel-record read ") == {*record_model.FIELDS}
+    assert words_offered(shell, "kestrel-record read type ") >= {"mac1", "block8"}
+    for command in ("check", "diff", "write", "image"):
+        offered = words_offered(shell, f"kestrel-record {command} --set ")
+        assert {word.rstrip("=") for word in offered} == {*record_model.FIELDS}
+
+
+@pytest.mark.parametrize(
+    "typed, line",
+    [
+        ("wr", "write "),
+        ("write --set ser_", "write --set ser_num="),
+        ("write --set ser_num=0", "write --set ser_num=0"),
+        ("write --set type=0x1 --set pcb_s", "write --set type=0x1 --set pcb_ser_num="),
+        ("write boa", "write board.json "),
+        ("write --dry", "write --dry-run "),
+        ("read --device boa", "read --device board.json "),
+        ("read --wait boa", "read --wait boa"),
+        ("read usb_l", "read usb_local_mac "),
+        ("read --json", "read --json"),
+        ("image --set version=2 -o boa", "image --set version=2 -o board.json "),
+        ("image -o x boa", "image -o x board.json "),
+        ("diff --json --wait 1 boa", "diff --json --wait 1 board.json "),
+    ],
+)
+def test_tab_completes_what_was_begun_of_a_record(shell, typed, line):
+    shell.enter("touch board.json")
+    assert shell.line("kestrel-record " + typed + TAB) == "kestrel-record " + line

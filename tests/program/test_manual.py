@@ -13,6 +13,7 @@ from pathlib import Path
 
 import elements
 import pytest
+import record_model
 import records
 from terminal import ENTER, Terminal, key
 
@@ -464,3 +465,9 @@ def test_the_board_test_has_the_messages_that_the_page_counts(make_sandbox, vers
         "Read every field but the dates and the version # times", "kestrel-boardtest.1"
     )
     assert printed.startswith(f"loop:{passes}\n")
+
+
+def test_the_keys_of_the_document_are_those_of_the_program():
+    rows = [(key, versions) for _, key, versions, _ in table("The document")]
+    fields = record_model.FIELDS.items()
+    assert rows == [(key, ", ".join(map(str, field.places))) for key, field in fields]
