@@ -1,4 +1,4 @@
-"""How a program was linked, as readelf tells it."""
+"""How a program was linked, as readelf shows it."""
 
 import subprocess
 
@@ -13,7 +13,7 @@ def is_position_independent(program):
 
 
 def has_read_only_relocations(program):
-    """For which they must all be bound at the start."""
+    """All relocations must be bound at the start for that."""
     return "GNU_RELRO" in readelf(program, "-l") and "BIND_NOW" in readelf(program, "-d")
 
 

@@ -1,50 +1,279 @@
-"""The scripts that the README names."""
+"""The scripts that people run: what they do, print and leave behind."""
 
 # ctest: tree native
 
+import fcntl
 import os
+import re
 import shlex
+import shutil
+import signal
 import subprocess
 import time
-from pathlib import Path
 
 import elements
 import pytest
 import records
+from conftest import DEVICE
+from documents import ROOT
 from terminal import ENTER, Terminal
 
-ROOT = Path(__file__).parents[2]
 V2 = records.formatted(2)
 
 
-def in_sandbox(*arguments):
+class Checkout:
+    """A folder with the scripts and, first on the PATH, commands that only note their arguments."""
+
+    def __init__(self, folder):
+        self.folder = folder
+        self.calls_file = folder / "calls"
+        shutil.copytree(ROOT / "script", folder / "script")
+        (folder / "bin").mkdir()
+
+    def fake(self, command, does=""):
+        """A name with a folder stands for that file; what a fake does is a line of shell."""
+        file = self.folder / (command if "/" in command else f"bin/{command}")
+        file.write_text(
+            f'#!/bin/sh\necho "{command} $*" >>{shlex.quote(str(self.calls_file))}\n{does}\n'
+        )
+        file.chmod(0o755)
+
+    def environment(self):
+        return {"PATH": f"{self.folder}/bin:{os.environ['PATH']}"}
+
+    def run(self, *command):
+        done = subprocess.run(
+            [self.folder / command[0], *command[1:]],
+            env=self.environment(),
+            capture_output=True,
+            check=False,
+            text=True,
+        )
+        return done.returncode, done.stdout, done.stderr
+
+    def calls(self):
+        return self.calls_file.read_text().splitlines() if self.calls_file.exists() else []
+
+
+@pytest.fixture
+def checkout(tmp_path):
+    return Checkout(tmp_path / "a checkout")
+
+
+# script/setup
+
+PURPOSES = ["build", "try", "diagrams", "test", "lint", "bench", "coverage", "fuzz", "cross", "vm"]
+PURPOSES += ["fresh", "package"]
+
+
+@pytest.fixture
+def system(checkout):
+    """A system on which all packages are installed, but for those that a test names."""
+
+    def make(missing="", user=0, sudo="false"):
+        checkout.fake("dpkg-query", f'case " {missing} " in *" $4 "*) ;; *) echo installed ;; esac')
+        checkout.fake("id", f"echo {user}")
+        checkout.fake("apt-get")
+        checkout.fake("sudo", sudo)
+        return checkout
+
+    return make
+
+
+def apt_calls(checkout):
+    return [call for call in checkout.calls() if not call.startswith(("dpkg-query", "id "))]
+
+
+def needed(system, *purposes):
+    """What a system lacks that has nothing."""
+    checkout = system('" $4 "', user=1000)
+    *_, messages = checkout.run("script/setup", *purposes)
+    return set(messages.split("apt-get install")[1].split())
+
+
+def test_setup_changes_nothing_where_nothing_is_missing(system):
+    checkout = system()
+    assert checkout.run("script/setup") == (0, "", "")
+    assert not [call for call in apt_calls(checkout) if "apt-get" in call]
+
+
+def test_setup_installs_what_is_missing_as_root(system):
+    checkout = system(missing="umockdev mandoc")
+    assert checkout.run("script/setup", "try") == (0, "", "installing umockdev\n")
+    install = "apt-get install -qq -y --no-install-recommends umockdev"
+    assert apt_calls(checkout) == ["apt-get update -qq", install]
+
+
+def test_setup_installs_through_sudo_where_it_asks_no_password(system):
+    checkout = system(missing="umockdev", user=1000, sudo='[ "$1" = -n ] || "$@"')
+    assert checkout.run("script/setup", "try") == (0, "", "installing umockdev\n")
+    as_root = [call for call in apt_calls(checkout) if call.startswith("sudo")]
+    assert as_root[:2] == ["sudo -n true", "sudo apt-get update -qq"]
+    assert as_root[2].endswith(" apt-get install -qq -y --no-install-recommends umockdev")
+
+
+def test_setup_names_what_is_missing_and_stops_where_it_may_not_install(system):
+    checkout = system(missing="umockdev cmake", user=1000)
+    status, out, messages = checkout.run("script/setup", "try")
+    assert (status, out) == (1, "")
+    assert messages.endswith("\n    sudo apt-get install cmake umockdev\n")
+    assert apt_calls(checkout) == ["sudo -n true"]
+
+
+def test_setup_takes_all_purposes_without_an_argument(system):
+    everything = needed(system)
+    assert all(needed(system, purpose) <= everything for purpose in PURPOSES)
+    assert everything == needed(system, *PURPOSES)
+
+
+@pytest.mark.parametrize(
+    "purposes", [["nosuch"], ["try", "nosuch"], ["nosuch", "try"]], ids=" ".join
+)
+def test_setup_refuses_an_unknown_purpose_and_installs_nothing(system, purposes):
+    checkout = system(missing="umockdev")
+    status, out, messages = checkout.run("script/setup", *purposes)
+    assert (status, out, messages) == (2, "", "script/setup: unknown purpose nosuch\n")
+    assert apt_calls(checkout) == []
+
+
+def test_setup_names_its_purposes():
+    usage = (ROOT / "script/setup").read_text().split("\nset -eu")[0]
+    named = usage.split("PURPOSE  ")[1].split(";")[0]
+    assert re.findall(r"\w+", named.replace(" or ", ", ")) == PURPOSES
+
+
+def test_setup_names_the_packages_where_there_is_no_dpkg(checkout):
+    for tool in ("dirname", "tr", "sort"):
+        (checkout.folder / "bin" / tool).symlink_to(shutil.which(tool))
+    script = checkout.folder / "script/setup"
+    done = subprocess.run(
+        ["/bin/sh", script, "try"],
+        env={"PATH": f"{checkout.folder}/bin"},
+        capture_output=True,
+        check=False,
+    )
+    assert (done.returncode, done.stdout) == (1, b"")
+    assert b"not a Debian system" in done.stderr and b"\numockdev\n" in done.stderr
+
+
+# script/build
+
+
+def test_a_build_is_silent_and_is_of_everything_without_a_target(checkout):
+    checkout.fake("cmake", "echo much; echo more >&2")
+    assert checkout.run("script/build", "dev") == (0, "", "")
+    configure, build = checkout.calls()
+    assert configure.endswith("--preset dev") and build.startswith("cmake --build --preset dev ")
+    assert build.endswith(" --target all")
+
+
+def test_a_build_is_of_the_targets_that_are_named(checkout):
+    checkout.fake("cmake")
+    assert checkout.run("script/build", "release", "kestrel", "facts") == (0, "", "")
+    assert checkout.calls()[-1].endswith(" --target kestrel facts")
+
+
+@pytest.mark.parametrize("step", ["--preset", "--build"])
+def test_a_build_that_fails_prints_all_output_and_has_a_status(checkout, step):
+    checkout.fake("cmake", f"case $* in *{step}*) echo much; echo wrong >&2; exit 3 ;; esac")
+    assert checkout.run("script/build", "dev") == (1, "", "much\nwrong\n")
+
+
+def test_a_build_keeps_what_is_there_unless_another_tool_made_it(checkout):
+    checkout.fake("cmake")
+    (checkout.folder / "build/dev").mkdir(parents=True)
+    cache = checkout.folder / "build/dev/CMakeCache.txt"
+    for generator, options in (("Unix Makefiles", ""), ("Ninja", "--fresh ")):
+        cache.write_text(f"CMAKE_GENERATOR:INTERNAL={generator}\n")
+        checkout.run("script/build", "dev")
+        assert checkout.calls()[-2] == f"cmake {options}--preset dev"
+
+
+def test_a_build_waits_for_another_one_of_its_preset_only(checkout):
+    checkout.fake("cmake")
+    (checkout.folder / "build").mkdir()
+    with open(checkout.folder / "build/dev.lock", "w") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        script = checkout.folder / "script/build"
+        with subprocess.Popen([script, "dev"], env=checkout.environment()) as waiting:
+            assert checkout.run("script/build", "asan") == (0, "", "")
+            time.sleep(0.2)
+            assert waiting.poll() is None
+            assert all("asan" in call for call in checkout.calls())
+            fcntl.flock(lock, fcntl.LOCK_UN)
+            assert waiting.wait(10) == 0
+    assert "dev" in checkout.calls()[-1]
+
+
+# script/test
+
+
+@pytest.fixture
+def tools(checkout):
+    for tool in ("script/setup", "script/build", "ctest", "gcovr"):
+        checkout.fake(tool)
+    (checkout.folder / "build/coverage").mkdir(parents=True)
+    return checkout
+
+
+@pytest.mark.parametrize(
+    "arguments, purpose, preset",
+    [([], "test", "dev"), (["asan"], "test", "asan"), (["clang"], "lint", "clang")],
+)
+def test_the_tests_are_built_and_run(tools, arguments, purpose, preset):
+    assert tools.run("script/test", *arguments) == (0, "", "")
+    assert tools.calls() == [
+        f"script/setup {purpose}",
+        f"script/build {preset}",
+        f"ctest --preset {preset} --progress",
+    ]
+
+
+def test_the_coverage_is_counted_anew_and_printed(tools):
+    old = tools.folder / "build/coverage/old.gcda"
+    old.touch()
+    assert tools.run("script/test", "coverage") == (0, "", "")
+    assert not old.exists()
+    assert [call.split()[0] for call in tools.calls()][-2:] == ["ctest", "gcovr"]
+
+
+@pytest.mark.parametrize("failing", ["script/setup", "script/build", "ctest"])
+@pytest.mark.parametrize("preset", ["dev", "coverage"])
+def test_what_fails_ends_the_tests_with_its_status(tools, failing, preset):
+    tools.fake(failing, "exit 8")
+    assert tools.run("script/test", preset) == (8, "", "")
+    assert tools.calls()[-1].startswith(failing)
+
+
+# script/sandbox
+
+
+def in_sandbox(*arguments, **options):
     return subprocess.run(
         [ROOT / "script/sandbox", *arguments],
         capture_output=True,
         check=False,
         stdin=subprocess.DEVNULL,
-        env={**os.environ, "SHELL": "/bin/sh"},
+        **{"env": {**os.environ, "SHELL": "/bin/sh"}, **options},
     )
 
 
 @pytest.mark.parametrize(
-    "part, version, size", [(["--v1"], 1, 128), (["--v2"], 2, 2048)], ids=["v1", "v2"]
+    "part, contents",
+    [(["--v1"], records.formatted(1)), (["--v2"], V2), ([], records.BLANK_V2)],
+    ids=["v1", "v2", "blank"],
 )
-def test_a_sandbox_has_a_formatted_part(part, version, size):
-    done = in_sandbox(*part, "cat", "/sys/bus/i2c/devices/0-0050/eeprom")
-    assert (done.returncode, done.stderr) == (0, b"")
-    assert done.stdout == records.formatted(version, size)
+def test_a_sandbox_has_the_part_that_its_option_says(part, contents):
+    done = in_sandbox(*part, "cat", f"/{DEVICE}")
+    assert (done.returncode, done.stdout, done.stderr) == (0, contents, b"")
 
 
-def test_a_sandbox_has_a_blank_part_unless_told_otherwise():
-    done = in_sandbox("cat", "/sys/bus/i2c/devices/0-0050/eeprom")
-    assert (done.returncode, done.stdout, done.stderr) == (0, records.BLANK_V2, b"")
-
-
-def test_a_sandbox_keeps_the_named_image(tmp_path):
+@pytest.mark.parametrize("relative", [False, True], ids=["absolute", "relative"])
+def test_a_sandbox_keeps_the_named_image(tmp_path, relative):
     image = tmp_path / "an image.bin"
     image.write_bytes(V2)
-    done = in_sandbox("--image", image, "kestrel", "-w", "--pcb_rev", "001")
+    name = image.name if relative else image
+    done = in_sandbox("--image", name, "kestrel", "-w", "--pcb_rev", "001", cwd=tmp_path)
     assert (done.returncode, done.stdout, done.stderr) == (0, b"", b"")
     assert image.read_bytes() == records.with_field(V2, "--pcb_rev", b"001")
 
@@ -52,6 +281,11 @@ def test_a_sandbox_keeps_the_named_image(tmp_path):
 def test_a_sandbox_returns_the_commands_status():
     assert in_sandbox("--v2", "kestrel", "-r", "--nothing").returncode == 255
     assert in_sandbox("--v2", "sh", "-c", "exit 7").returncode == 7
+
+
+def test_a_sandbox_has_the_release_build_on_the_path():
+    done = in_sandbox("sh", "-c", "command -v kestrel")
+    assert done.stdout.decode() == f"{ROOT}/build/release/kestrel\n"
 
 
 def test_a_sandbox_without_a_command_is_a_shell():
@@ -67,15 +301,91 @@ def test_a_sandbox_refuses_what_it_does_not_know(tmp_path):
     assert b"usage: script/sandbox" in in_sandbox("--help").stderr
 
 
-def test_the_demo_shows_every_element_of_both_versions():
-    done = subprocess.run([ROOT / "script/demo"], capture_output=True, check=False)
-    assert (done.returncode, done.stderr) == (0, b"")
-    for option in elements.WRITABLE:
-        assert done.stdout.count(f"$ kestrel -w {option} ".encode()) == 2
-        assert done.stdout.count(f"$ kestrel -r {option}\n".encode()) == 2
-    assert done.stdout.count(b"$ kestrel -r --valid\n1\n") == 2
-    assert done.stdout.count(b"\nvalid            : 1\n") == 2
-    assert done.stdout.endswith(b"script/demo --menu\n")
+def test_a_sandbox_leaves_nothing_when_its_command_ends(tmp_path):
+    done = in_sandbox("sh", "-c", "echo $UMOCKDEV_DIR", env={**os.environ, "TMPDIR": str(tmp_path)})
+    assert done.stdout.decode().startswith(f"{tmp_path}/")
+    assert not list(tmp_path.iterdir())
+
+
+@pytest.mark.parametrize("sent", [signal.SIGHUP, signal.SIGINT, signal.SIGTERM])
+def test_a_sandbox_leaves_nothing_when_a_signal_ends_it(tmp_path, sent):
+    with subprocess.Popen(
+        [ROOT / "script/sandbox", "sh", "-c", "echo ready; exec sleep 60"],
+        env={**os.environ, "TMPDIR": str(tmp_path)},
+        stdout=subprocess.PIPE,
+        process_group=0,
+    ) as sandbox:
+        assert sandbox.stdout.readline() == b"ready\n"
+        assert list(tmp_path.iterdir())
+        os.killpg(sandbox.pid, sent)
+        assert sandbox.wait(10) == 128 + sent
+    assert not list(tmp_path.iterdir())
+
+
+def test_every_script_that_makes_a_temporary_file_removes_it_in_the_same_way():
+    scripts = {path: path.read_text() for path in (ROOT / "script").iterdir()}
+    makers = {path for path, text in scripts.items() if "mktemp" in text}
+    removers = {
+        path
+        for path, text in scripts.items()
+        if re.search(
+            r'^ *clean_up\(\) \{ rm .*\n( *# shellcheck .*\n)? *\. .*clean-up\.sh"?$', text, re.M
+        )
+    }
+    assert makers and makers == removers
+    trapping = {path.name for path, text in scripts.items() if re.search(r"^ *trap ", text, re.M)}
+    assert trapping == {"clean-up.sh"}
+
+
+# script/demo
+
+
+@pytest.fixture(scope="module")
+def demo():
+    done = subprocess.run([ROOT / "script/demo"], capture_output=True, check=False, text=True)
+    assert (done.returncode, done.stderr) == (0, "")
+    return done.stdout
+
+
+SHOWN = {1: 128, 2: 192}  # bytes of the part, at the end
+
+
+def steps_of(demo, version):
+    """Each command on the part of a version, with its output."""
+    parts = re.split(r"\n== Format a part of (\d+) bytes as version (\d)\n", demo)
+    sizes, versions, texts = parts[1::3], parts[2::3], parts[3::3]
+    assert (sizes, versions) == (["128", "2048"], ["1", "2"])
+    without_titles = re.sub(r"\n== .*\n", "", texts[version - 1])
+    return re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", without_titles, re.M)
+
+
+@pytest.mark.parametrize("version", [1, 2])
+def test_the_commands_of_the_demo_can_be_copied_and_print_what_it_shows(
+    demo, make_sandbox, version
+):
+    sandbox = make_sandbox({1: b"\0\1" + b"\xff" * 126, 2: records.BLANK_V2}[version])
+    for command, printed in steps_of(demo, version):
+        assert sandbox.shell(command) == (0, printed.encode(), b""), command
+
+
+@pytest.mark.parametrize("version", [1, 2])
+def test_the_demo_formats_writes_reads_checks_and_dumps(demo, version):
+    commands = [shlex.split(command) for command, _ in steps_of(demo, version)]
+    options = [command[2] for command in commands if command[1] == "-w"]
+    assert sorted(options) == sorted(elements.WRITABLE)
+    assert commands == [
+        ["kestrel", f"--format_v{version}"],
+        *commands[1 : 1 + len(options)],
+        *[["kestrel", "-r", option] for option in options],
+        ["kestrel", "-r", "--valid"],
+        ["kestrel", "--raw"],
+        ["od", "-A", "d", "-t", "x1z", "-N", str(SHOWN[version]), f"/{DEVICE}"],
+    ]
+    assert f"\n== The first {SHOWN[version]} of {records.SIZE[version]} bytes\n$ od " in demo
+
+
+def test_the_demo_says_how_to_open_the_menu(demo):
+    assert demo.endswith("\n== Open the menu on a part of your own with: script/demo --menu\n")
 
 
 def test_the_demo_opens_the_menu_where_it_is_asked_to(make_sandbox):
@@ -88,3 +398,9 @@ def test_the_demo_opens_the_menu_where_it_is_asked_to(make_sandbox):
     terminal.go_to("END")
     terminal.press(ENTER)
     assert terminal.wait_for_end() == 0
+
+
+def test_the_demo_refuses_another_argument():
+    done = subprocess.run([ROOT / "script/demo", "menu"], capture_output=True, check=False)
+    assert (done.returncode, done.stdout) == (2, b"")
+    assert done.stderr.startswith(b"usage: script/demo")

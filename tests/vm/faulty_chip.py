@@ -21,7 +21,7 @@ class FaultyChip:
     ignores_writes: acknowledges them all the same.
     writes_left: so many bytes are written, and the next write silences it; None for no such end.
     silent: does not answer.
-    busy: seconds for which it does not answer behind each byte written.
+    busy: seconds for which it does not answer after each byte written.
     """
 
     def __init__(self, line):

@@ -1,4 +1,4 @@
-"""Boots virtual machines and runs the program there: the EEPROM is behind the kernel's own driver.
+"""Boots virtual machines and runs the program there, where the kernel's driver provides the EEPROM.
 
 As a plugin of pytest it takes the place of the test bed on a plain file, so that the tests in
 tests/program run on the real driver as they are, as far as they need no tool that is not there.

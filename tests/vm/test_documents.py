@@ -1,11 +1,15 @@
-"""What README.md says of the sandbox, and of script/vm, on the sandbox."""
+"""What README.md says about the EEPROM, and script/vm itself, on virtual machines."""
 
+import os
+import signal
 import subprocess
+import time
 
+import pytest
 from documents import ROOT, transcript
 
 
-def test_the_transcript_shows_what_the_board_prints(machine):
+def test_the_transcript_shows_what_the_machine_prints(machine):
     machine.do("part none; part 2048")
     steps = transcript("transcript")
     assert len(steps) > 5
@@ -14,25 +18,40 @@ def test_the_transcript_shows_what_the_board_prints(machine):
         assert result.out.decode() == printed, command
 
 
-def script_board(*arguments):
+def script_vm(*arguments):
     command = [ROOT / "script/vm", *arguments]
     return subprocess.run(command, capture_output=True, check=False, timeout=120)
 
 
-def test_a_command_on_the_board_gives_its_output_its_messages_and_its_status():
-    done = script_board(
-        "sh", "-c", 'kestrel --format_v2; kestrel -r --mac1; echo "it\'s" >&2; exit 7'
-    )
+def test_a_command_on_the_machine_gives_its_output_its_messages_and_its_status():
+    done = script_vm("sh", "-c", 'kestrel --format_v2; kestrel -r --mac1; echo "it\'s" >&2; exit 7')
     assert (done.returncode, done.stdout, done.stderr) == (7, b"02:a5:5e:00:00:00\n", b"it's\n")
 
 
-def test_a_board_that_goes_down_without_an_answer_is_an_error():
-    done = script_board("reboot", "-f")
+def test_a_machine_that_goes_down_without_an_answer_is_an_error():
+    done = script_vm("reboot", "-f")
     assert (done.returncode, done.stdout) == (2, b"")
     assert done.stderr.endswith(b"the machine has not answered\n")
 
 
 def test_an_unknown_option_is_refused():
-    done = script_board("--fast", "kestrel")
+    done = script_vm("--fast", "kestrel")
     assert (done.returncode, done.stdout) == (2, b"")
-    assert done.stderr.startswith(b"Boots a virtual machine")
+    assert done.stderr.startswith(b"usage: script/vm")
+
+
+@pytest.mark.parametrize("sent", [signal.SIGHUP, signal.SIGINT, signal.SIGTERM])
+def test_a_machine_that_a_signal_ends_leaves_nothing(sent):
+    before = consoles()
+    with subprocess.Popen([ROOT / "script/vm", "sleep", "60"], process_group=0) as machine:
+        while not (mine := consoles() - before):
+            assert machine.poll() is None
+            time.sleep(0.1)
+        os.killpg(machine.pid, sent)
+        assert machine.wait(20) == 128 + sent
+    assert not any(console.parent.exists() for console in mine)
+
+
+def consoles():
+    """What the machines write on, that have been asked to run a command."""
+    return set((ROOT / "build/machine").glob("run.*/console"))

@@ -1,4 +1,4 @@
-"""What the kernel's driver does that a plain file does not, and what becomes of the commands then."""
+"""What the kernel's driver does that a plain file does not, and how the commands end then."""
 
 import time
 
@@ -99,7 +99,7 @@ def test_a_descriptor_of_a_removed_part_is_dead_even_when_the_part_comes_back(ma
 
 @pytest.fixture(scope="module")
 def faulty_chip(machine):
-    """A chip of 128 bytes on another bus, which the tests of it share."""
+    """A chip of 128 bytes on another bus, shared by the tests of faults."""
     chip = FaultyChip(connect(machine.directory / "bus", time.monotonic() + 10))
     machine.do(f"bus taos; echo 24c01 0x50 >{NEW_DEVICE}")
     yield chip
@@ -140,7 +140,7 @@ def test_the_erase_of_a_part_that_ignores_writes_says_so_and_returns(chip):
     assert chip.contents == V1
 
 
-def test_a_part_that_is_busy_behind_each_byte_is_waited_for(chip):
+def test_a_part_that_is_busy_after_each_byte_is_waited_for(chip):
     chip.busy = 0.005
     assert chip.run(*WRITE_MAC) == (0, b"", b"")
     assert chip.contents == records.with_field(V1, "--mac1", MAC)
