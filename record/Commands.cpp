@@ -87,7 +87,9 @@ void carryOut(const WritePlan& plan, const RecordPart& part, Session& session)
     session.signals.hold();
     session.partState = kMaybeChanged;
     const PartBytes readBack = part.write(plan.bytes, plan.range);
-    session.partState = readBack == part.bytes() ? kNotChanged : kChanged;
+    // Bytes that read as before prove nothing: the write may have gone elsewhere.
+    if (readBack != part.bytes())
+        session.partState = kChanged;
     if (readBack != plan.bytes)
         throw Failure(Status::kNotVerified,
                       "the part does not hold what was written to it (write protected?)");
@@ -131,12 +133,12 @@ constexpr Command kCommands[] = {
      "Says whether DOCUMENT can be written to some part.",
      [](const Options& options) { return runReporting(options, check); }},
     {"diff",
-     "[--device PATH] [--wait SECONDS] [--set FIELD=VALUE]... [--json] [DOCUMENT]",
+     "[--device PATH] [--wait SECONDS]\n        [--set FIELD=VALUE]... [--json] [DOCUMENT]",
      {"dwsj", Operands::kDocument},
      "Compares the part with the fields that DOCUMENT names.",
      [](const Options& options) { return runReporting(options, diff); }},
     {"write",
-     "[--device PATH] [--wait SECONDS] [--set FIELD=VALUE]... [--format] [-n|--dry-run] "
+     "[--device PATH] [--wait SECONDS]\n        [--set FIELD=VALUE]... [--format] [-n|--dry-run] "
      "[--json] [DOCUMENT]",
      {"dwsfnj", Operands::kDocument},
      "Makes the part hold what DOCUMENT names.",
@@ -155,10 +157,18 @@ std::string synopsis(const Command& command)
 
 std::string fieldHelp()
 {
-    std::string text = "\nFields:";
-    for (const Field& field : fieldTable())
-        text += std::string(" ") + field.key;
-    return text + "\n";
+    constexpr size_t kWidth = 80;
+    std::string text = "\nFields:\n";
+    std::string line = " ";
+    for (const Field& field : fieldTable()) {
+        const std::string next = std::string(" ") + field.key;
+        if (line.size() + next.size() > kWidth) {
+            text += line + "\n";
+            line = " ";
+        }
+        line += next;
+    }
+    return text + line + "\n";
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "ShownText.h"
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <new>
 
@@ -24,10 +25,22 @@ using Errors = std::vector<Error>;
 // One kind of number is enough: a version of 1.0 is version 1.
 constexpr size_t kNumbers = JSON_DECODE_INT_AS_REAL;
 
-std::string messageOf(const json_error_t& error)
+std::string placed(long line, long column, const std::string& message)
 {
-    return "line " + std::to_string(error.line) + ", column " + std::to_string(error.column) +
-           ": " + shown(error.text);
+    return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + message;
+}
+
+// jansson takes a zero byte after a number for nothing at all.
+void refuseZeroByte(const std::string& text, Errors& errors)
+{
+    const size_t zero = text.find('\0');
+    if (zero == std::string::npos)
+        return;
+    const auto begin = text.begin();
+    const auto end = begin + static_cast<std::ptrdiff_t>(zero);
+    const auto line = std::find(std::reverse_iterator(end), text.rend(), '\n').base();
+    errors.push_back({std::nullopt, placed(std::count(begin, end, '\n') + 1, end - line + 1,
+                                           "a zero byte is not allowed")});
 }
 
 Json newObject()
@@ -40,18 +53,21 @@ Json newObject()
 
 Json parseObject(const std::string& text, Errors& errors)
 {
+    refuseZeroByte(text, errors);
+    if (!errors.empty())
+        return newObject();
     json_error_t error;
-    // A zero byte in a text is refused with its field.
+    // The escaped zero in a text is refused with its field.
     constexpr size_t kFlags = kNumbers | JSON_REJECT_DUPLICATES | JSON_ALLOW_NUL;
     Json object(json_loadb(text.data(), text.size(), kFlags, &error));
     if (json_is_object(object.get()))
         return object;
     if (object)
-        errors.push_back({std::nullopt, "line 1, column 1: the document must be a JSON object"});
+        errors.push_back({std::nullopt, placed(1, 1, "the document must be a JSON object")});
     else if (json_error_code(&error) == json_error_out_of_memory)
         throw std::bad_alloc();
     else
-        errors.push_back({std::nullopt, messageOf(error)});
+        errors.push_back({std::nullopt, placed(error.line, error.column, shown(error.text))});
     return newObject();
 }
 
@@ -94,18 +110,21 @@ ValueText checked(const Field& field, const json_t* value)
     return text && text->size() <= room ? text : std::nullopt;
 }
 
+// A field with a bad value counts where the versions are checked.
 void addValue(Document& document, const char* key, const json_t* value, Errors& errors)
 {
     const Field* field = findField(key);
-    const ValueText text = field != nullptr ? checked(*field, value) : std::nullopt;
-    if (field == nullptr)
+    if (field == nullptr) {
         errors.push_back({key, "there is no such field"});
-    else if (!text)
+        return;
+    }
+    const ValueText text = checked(*field, value);
+    if (!text)
         errors.push_back({key, refusal(*field, value)});
-    else if (field->key == std::string("version"))
+    if (field != findField("version"))
+        document.values.push_back({field, text.value_or("")});
+    else if (text)
         document.version = *text == "1" ? 1 : 2;
-    else
-        document.values.push_back({field, *text});
 }
 
 // What the version that is named cannot hold or, without one, why neither version can hold all.
@@ -153,9 +172,9 @@ Document parseDocument(const std::optional<std::string>& text, const std::vector
     apply(settings, object.get());
 
     Document document;
-    const char* key = nullptr;
-    json_t* value = nullptr;
-    json_object_foreach(object.get(), key, value) addValue(document, key, value, errors);
+    for (void* i = json_object_iter(object.get()); i != nullptr;
+         i = json_object_iter_next(object.get(), i))
+        addValue(document, json_object_iter_key(i), json_object_iter_value(i), errors);
     checkVersion(document, json_object_get(object.get(), "version") != nullptr, versionIs, errors);
     if (!errors.empty())
         throw Failure(Status::kRefused, errors);

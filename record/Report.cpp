@@ -2,6 +2,9 @@
 
 #include "ShownText.h"
 
+#include <cstdlib>
+#include <jansson.h>
+
 namespace kestrelRecord {
 
 namespace {
@@ -29,9 +32,20 @@ std::string values(const Comparison& comparison, std::string Change::*value)
            "}";
 }
 
+// The very key of a document, which is valid UTF-8; other bytes like any others.
+std::string asJson(const std::string& field)
+{
+    json_t* key = json_stringn(field.data(), field.size());
+    char* text = json_dumps(key, JSON_ENCODE_ANY | JSON_ENSURE_ASCII);
+    std::string json = text != nullptr ? text : quoted(field);
+    free(text);
+    json_decref(key);
+    return json;
+}
+
 std::string errorAsJson(const Error& error)
 {
-    return "{\"field\": " + (error.field ? quoted(*error.field) : "null") +
+    return "{\"field\": " + (error.field ? asJson(*error.field) : "null") +
            ", \"message\": " + quoted(error.message) + "}";
 }
 

@@ -1,0 +1,102 @@
+#include "Options.h"
+
+#include "Failure.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+using namespace kestrelRecord;
+
+namespace {
+
+constexpr CommandSyntax kEverything = {"dwDsfnjo", Operands::kDocument};
+constexpr CommandSyntax kFieldsOnly = {"dw", Operands::kFields};
+
+Options parse(const CommandSyntax& syntax, std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(), "command");
+    std::vector<char*> argv;
+    for (std::string& argument : arguments)
+        argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    return parseOptions(syntax, static_cast<int>(arguments.size()), argv.data());
+}
+
+std::string refusal(const CommandSyntax& syntax, const std::vector<std::string>& arguments)
+{
+    try {
+        parse(syntax, arguments);
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.status, Status::kUsage);
+        return failure.what();
+    }
+    return "";
+}
+
+} // namespace
+
+TEST(Options, HaveDefaults)
+{
+    const Options options = parse(kFieldsOnly, {});
+    EXPECT_EQ(options.device, "/sys/bus/i2c/devices/0-0050/eeprom");
+    EXPECT_EQ(options.wait, std::chrono::seconds(10));
+    EXPECT_FALSE(options.damaged || options.format || options.dryRun || options.json);
+}
+
+TEST(Options, StandAnywhereBeforeTheDoubleDashWhateverTheEnvironmentSays)
+{
+    setenv("POSIXLY_CORRECT", "1", 1);
+    const Options options = parse(kEverything, {"--device", "-", "-n", "-", "--json", "-oF"});
+    unsetenv("POSIXLY_CORRECT");
+    EXPECT_EQ(options.device, "-");
+    EXPECT_EQ(options.document, "-");
+    EXPECT_EQ(options.output, "F");
+    EXPECT_TRUE(options.dryRun && options.json);
+    EXPECT_EQ(parse(kEverything, {"-no", "F", "--", "--json"}).document, "--json");
+}
+
+TEST(Options, TakeSettingsApartAtTheFirstEqualsSign)
+{
+    const Options options = parse(kEverything, {"-o", "F", "--set=a=b=c", "--set", "a= "});
+    ASSERT_EQ(options.settings.size(), 2U);
+    EXPECT_EQ(options.settings[0].key, "a");
+    EXPECT_EQ(options.settings[0].value, "b=c");
+    EXPECT_EQ(options.settings[1].value, " ");
+}
+
+TEST(Options, TakeWholeSecondsOfADay)
+{
+    EXPECT_EQ(parse(kFieldsOnly, {"--wait", "86400"}).wait, std::chrono::seconds(86400));
+    EXPECT_EQ(parse(kFieldsOnly, {"--wait", "0"}).wait, std::chrono::seconds(0));
+    for (const char* text :
+         {"", "86401", "-1", "+1", " 1", "1s", "0x1", "1.0", "99999999999999999"})
+        EXPECT_NE(refusal(kFieldsOnly, {"--wait", text}), "") << text;
+}
+
+TEST(Options, AreRefusedWithWhatIsWrong)
+{
+    using Line = std::vector<std::string>;
+    const std::vector<std::pair<Line, std::string>> lines = {
+        {{"--jso"}, "there is no option --jso"},
+        {{"--devic=x"}, "there is no option --devic=x"},
+        {{"--nix"}, "there is no option --nix"},
+        {{"-nx"}, "there is no option -x"},
+        {{"--json=1"}, "--json takes no value"},
+        {{"--device"}, "--device needs a value"},
+        {{"-o"}, "-o needs a value"},
+        {{"--set", "a"}, "--set takes FIELD=VALUE, not \"a\""},
+        {{"--set", "a=", "--set", "a=1"}, "--set a= has no value"},
+        {{"-oF"}, "DOCUMENT is missing"},
+        {{"D"}, "-o FILE is missing"},
+        {{"-oF", "D", "E"}, "one DOCUMENT is enough: \"E\" is too much"},
+    };
+    for (const auto& [line, message] : lines)
+        EXPECT_EQ(refusal(kEverything, line), message);
+    EXPECT_EQ(refusal(kFieldsOnly, {"mac1", "nix"}), "there is no field \"nix\"");
+    EXPECT_EQ(refusal(kFieldsOnly, {"--json"}), "there is no option --json");
+}
+
+TEST(Options, AreNotLookedAtAfterHelp)
+{
+    EXPECT_TRUE(parse(kEverything, {"--help", "--nix"}).help);
+}
