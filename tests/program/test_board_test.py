@@ -7,6 +7,7 @@ import subprocess
 
 import pytest
 import records
+from conftest import result_of
 
 V1 = records.formatted(1)
 V2 = records.formatted(2)
@@ -64,11 +65,16 @@ def test_output_to_a_full_disk_is_reported(board_test):
     )
 
 
-def test_submode_2_runs_10000_passes_and_changes_nothing(board_test):
+def test_submode_2_runs_10000_passes_with_a_pause_after_each_and_changes_nothing(board_test):
     sandbox = board_test(V2)
-    result = sandbox.run("2")
+    log = sandbox.directory / "pauses.log"
+    # Each pause ends at once, which saves ten seconds.
+    tracer = ["strace", "-f", "--seccomp-bpf", "-o", log]
+    tracer += ["-e", "trace=clock_nanosleep", "-e", "inject=clock_nanosleep:retval=0"]
+    result = result_of([*tracer, *sandbox.command("2")], sandbox.traced_environment())
     expected = b"".join(b"loop:%d\n" % left for left in range(10000, 0, -1))
     assert result == (0, expected, b"")
+    assert log.read_text().count("{tv_sec=0, tv_nsec=1000000}") == 10000
     assert sandbox.image == V2
 
 

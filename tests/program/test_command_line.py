@@ -178,6 +178,15 @@ def test_read_only_elements_need_no_value_and_take_any(make_sandbox, mode, optio
     assert sandbox.image == V2
 
 
+@pytest.mark.parametrize("name", ["--help", "--erase", "--valid", "-r"])
+def test_the_name_that_the_program_was_called_by_means_nothing(make_sandbox, name):
+    sandbox = make_sandbox(V2)
+    bash = ["bash", "-c", f'exec -a {name} "$0" "$@"', str(sandbox.program)]
+    sandbox.command = lambda *arguments: ["umockdev-wrapper", *bash, *arguments]
+    expect_usage_and_255(sandbox, "foo")
+    sandbox.write("--pcb_rev", "001")
+
+
 def test_many_arguments_are_scanned_to_the_end(make_sandbox):
     sandbox = make_sandbox(V2)
     assert sandbox.run(*["x"] * 5000, "-r", "--valid") == (0, b"1\n", b"")

@@ -2,10 +2,6 @@
 
 # ctest: native
 
-import json
-import subprocess
-from pathlib import Path
-
 import elements
 import pytest
 import records
@@ -18,12 +14,6 @@ ENCODINGS = {
     elements.decimal: "number",
     elements.text: "text",
 }
-
-
-@pytest.fixture(scope="module")
-def facts(request):
-    program = Path(request.config.getoption("--programs")) / "tests/facts"
-    return json.loads(subprocess.run([program], stdout=subprocess.PIPE, check=True).stdout)
 
 
 def test_the_elements_are_those_of_the_menu_in_its_order(facts):

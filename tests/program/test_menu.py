@@ -13,6 +13,8 @@ import time
 import elements
 import pytest
 import records
+from conftest import short_form
+from device_operations import FORMAT, VERSION_READ, bring_up, element_write
 from terminal import (
     BACKSPACE,
     DOWN,
@@ -33,6 +35,12 @@ V1 = records.formatted(1)
 V2 = records.formatted(2)
 
 EACH_VALUE = pytest.mark.parametrize("element", elements.VALUES, ids=lambda element: element.name)
+
+
+def traced(sandbox, *options):
+    """A strace in front of the menu, which sees only the calls on the device."""
+    words = [word for option in options for word in ("-e", option)]
+    return ["strace", "-o", sandbox.directory / "log", "-P", sandbox.path, *words]
 
 
 @pytest.fixture(autouse=True)
@@ -142,20 +150,21 @@ def test_a_key_redraws_only_what_it_changes(make_sandbox):
 @pytest.mark.parametrize(
     "sent",
     [
-        *[LEFT, RIGHT, BACKSPACE, b"\x7f", b"q", b"j", b" ", b"\x1b", b"\0", b"\xff", b"/"],
+        *[LEFT, RIGHT, BACKSPACE, b"\x7f", b"q", b"j", b"E", b" ", b"\x1b", b"\0", b"\xff", b"/"],
         *[key("kf2"), key("kpp"), key("knp"), key("khome"), key("kend"), key("kdch1")],
         b"\t",
     ],
     ids=repr,
 )
 def test_every_other_key_is_ignored_in_the_list(make_sandbox, sent):
+    size = (12, 80)
     sandbox = make_sandbox(V2)
-    terminal = Terminal(sandbox)
-    terminal.go_to("MAC2")
+    terminal = Terminal(sandbox, *size)
+    terminal.go_to("ProductType")
     terminal.press(sent)
     # The next key shows that the one before has been dealt with, Escape after its delay.
     terminal.press(DOWN)
-    terminal.expect(screen_of(values_of(V2), "MAC3"))
+    terminal.expect(screen_of(values_of(V2), "Hardware Rev", first=3, size=size))
     assert sandbox.image == V2
 
 
@@ -398,9 +407,7 @@ def test_a_command_is_announced_executed_and_leaves_the_old_values(make_sandbox,
     sandbox = make_sandbox(contents)
     values = values_of(contents)
     # The part is slow, so that the announcement can be seen.
-    slow = ["strace", "-o", sandbox.directory / "log", "-P", sandbox.path]
-    slow += ["-e", "inject=write:delay_enter=1500ms:when=1"]
-    terminal = Terminal(sandbox, before=slow)
+    terminal = Terminal(sandbox, before=traced(sandbox, "inject=write:delay_enter=1500ms:when=1"))
     terminal.expect(screen_of(values, "FormatVersion"))
     terminal.go_to(name)
     terminal.child.send(ENTER)
@@ -413,6 +420,75 @@ def test_a_command_is_announced_executed_and_leaves_the_old_values(make_sandbox,
 
     terminal.press(UP, DOWN)
     terminal.expect(screen_of(values, name))
+
+
+def test_the_prompt_of_an_edit_stays_until_the_write_has_ended(make_sandbox):
+    sandbox = make_sandbox(V2)
+    slow = "inject=write:delay_enter=1500ms:when=1"
+    terminal = Terminal(sandbox, before=traced(sandbox, slow))
+    terminal.go_to("PCB Rev")
+    terminal.edit(b"B02")
+    editing = screen_of(values_of(V2), "PCB Rev", "PCB Rev: B02")
+    terminal.expect(editing)
+    terminal.child.send(ENTER)
+    quiet = time.monotonic() + 0.5
+    while time.monotonic() < quiet:
+        terminal.pump()
+    assert terminal.cells() == editing
+    assert sandbox.image == V2
+    edited = records.with_field(V2, "--pcb_rev", b"B02")
+    terminal.expect(screen_of(values_of(edited), "PCB Rev"))
+
+
+def test_all_values_are_read_three_times_at_the_start_and_once_after_an_edit(make_sandbox):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox, before=traced(sandbox))
+    terminal.go_to("MAC1")
+    terminal.press(ENTER, ENTER)
+    terminal.go_to("Format_v2", "MAC1")
+    terminal.press(ENTER, F1)
+    assert terminal.wait_for_end() == 0
+    lines = (sandbox.directory / "log").read_text().splitlines()
+    assert [short_form(line) for line in lines if line[:3] not in ("+++", "---")] == [
+        *bring_up(2),
+        *VERSION_READ * 3,
+        *element_write(2, elements.BY_NAME["MAC1"], 6),
+        *VERSION_READ,
+        *FORMAT[2],
+        "close",
+    ]
+
+
+def test_the_line_that_a_format_changed_is_edited_from_the_value_still_shown(make_sandbox):
+    contents = records.with_field(V2, "--pcb_rev", b"XYZ")
+    sandbox = make_sandbox(contents)
+    terminal = Terminal(sandbox)
+    terminal.go_to("Format_v2")
+    terminal.press(ENTER)
+    assert sandbox.image == V2
+    terminal.go_to("PCB Rev", "Format_v2")
+    terminal.press(ENTER)
+    terminal.expect(screen_of(values_of(contents), "PCB Rev", "PCB Rev: XYZ"))
+    terminal.press(ENTER)
+    terminal.expect(screen_of(values_of(contents), "PCB Rev"))
+    assert sandbox.image == contents
+
+
+@pytest.mark.parametrize(
+    "fault", [[], ["inject=read:error=EIO:when=6"]], ids=["done", "not verified"]
+)
+def test_an_erase_leaves_the_values_that_the_next_refused_edit_shows(make_sandbox, fault):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox, before=traced(sandbox, *fault))
+    terminal.go_to("Erase")
+    terminal.press(ENTER)
+    assert sandbox.image == records.BLANK_V2
+    terminal.go_to("MAC1", "Erase")
+    terminal.edit(b"refused")
+    terminal.press(ENTER)
+    # Only the version is read from the part itself.
+    terminal.expect(screen_of(["65535", *values_of(V2)[1:]], "MAC1"))
+    assert sandbox.image == records.BLANK_V2
 
 
 def test_the_values_are_read_again_with_the_next_edit_behind_a_command(make_sandbox):
@@ -472,15 +548,16 @@ def test_the_messages_of_a_damaged_record_do_not_spoil_the_screen(make_sandbox):
     terminal.edit(b"refused")
     terminal.press(ENTER)
     terminal.expect(screen_of(failure_values(V2), "MAC1"))
+    before = len(terminal.transcript)
     terminal.press(DOWN)
     terminal.expect(screen_of(failure_values(V2), "MAC2"))
+    # The whole screen is drawn again after a message, but only once.
+    assert len(terminal.transcript) - before < 300
 
 
 def test_the_message_of_a_failed_erase_does_not_spoil_the_screen(make_sandbox):
     sandbox = make_sandbox(V2)
-    protected = ["strace", "-o", sandbox.directory / "log", "-P", sandbox.path]
-    protected += ["-e", "inject=write:retval=2048"]
-    terminal = Terminal(sandbox, before=protected)
+    terminal = Terminal(sandbox, before=traced(sandbox, "inject=write:retval=2048"))
     terminal.go_to("Erase")
     terminal.press(ENTER)
     terminal.expect(screen_of(values_of(V2), "Erase"))
@@ -490,9 +567,7 @@ def test_the_message_of_a_failed_erase_does_not_spoil_the_screen(make_sandbox):
 
 def test_an_edit_of_a_write_protected_part_ends_in_the_middle_of_the_screen(make_sandbox):
     sandbox = make_sandbox(V2)
-    protected = ["strace", "-o", sandbox.directory / "log", "-P", sandbox.path]
-    protected += ["-e", "inject=write:retval=6"]
-    terminal = Terminal(sandbox, before=protected)
+    terminal = Terminal(sandbox, before=traced(sandbox, "inject=write:retval=6"))
     terminal.go_to("MAC1")
     terminal.edit(b"02:a5:5e:00:00:01")
     terminal.press(ENTER)
@@ -505,9 +580,7 @@ def test_an_edit_of_a_write_protected_part_ends_in_the_middle_of_the_screen(make
 def test_a_format_of_a_write_protected_part_ends_in_the_middle_of_the_screen(make_sandbox):
     contents = records.with_field(V2, "--pcb_rev", b"XYZ")
     sandbox = make_sandbox(contents)
-    protected = ["strace", "-o", sandbox.directory / "log", "-P", sandbox.path]
-    protected += ["-e", "inject=write:retval=255"]
-    terminal = Terminal(sandbox, before=protected)
+    terminal = Terminal(sandbox, before=traced(sandbox, "inject=write:retval=255"))
     terminal.go_to("Format_v2")
     terminal.press(ENTER)
     assert terminal.wait_for_end() == 1
@@ -602,10 +675,25 @@ def test_the_end_of_the_input_ends_the_menu_and_gives_the_terminal_back(make_san
     assert sandbox.image == V2
 
 
-def test_a_suspended_and_continued_menu_goes_on(make_sandbox):
-    terminal = Terminal(make_sandbox(V2), shell="set -m; MENU; fg")
+@pytest.mark.parametrize("in_edit", [False, True], ids=["in the list", "in an edit"])
+def test_ctrl_c_ends_the_menu_and_gives_the_terminal_back_without_writing(make_sandbox, in_edit):
+    sandbox = make_sandbox(V2)
+    terminal = Terminal(sandbox)
     terminal.go_to("MAC1")
-    terminal.press(b"\x1a")  # Ctrl-Z, which the shell answers by bringing the menu back
+    if in_edit:
+        terminal.press(ENTER, b"x")
+    terminal.press(b"\x03")
+    assert terminal.wait_for_end() == 1
+    assert terminal.gives_terminal_back()
+    assert sandbox.image == V2
+
+
+def test_ctrl_z_suspends_the_menu_which_goes_on_when_continued(make_sandbox):
+    terminal = Terminal(make_sandbox(V2), shell="set -m; MENU; echo suspended; read line; fg")
+    terminal.go_to("MAC1")
+    terminal.child.send(b"\x1a")
+    assert terminal.wait_until(lambda: terminal.transcript.endswith(b"suspended\r\n"))
+    terminal.press(b"\n")
     terminal.press(ENTER)
     terminal.press(BACKSPACE)
     terminal.expect(screen_of(values_of(V2), "MAC1", "MAC1: 02:a5:5e:00:00:0"))
@@ -622,7 +710,7 @@ def test_a_stopped_and_continued_menu_goes_on(make_sandbox):
     terminal.expect(screen_of(values_of(V2), "MAC1", "MAC1: 02:a5:5e:00:00:0"))
 
 
-def test_a_resize_in_the_list_changes_nothing(make_sandbox):
+def test_a_terminal_that_grows_keeps_the_menu_where_it_was(make_sandbox):
     terminal = Terminal(make_sandbox(V2))
     terminal.go_to("MAC3")
     terminal.resize(40, 132)
@@ -636,6 +724,11 @@ def test_a_resize_in_the_list_changes_nothing(make_sandbox):
         " $>",
         " **************",
     ]
+    terminal.press(ENTER, BACKSPACE)
+    assert terminal.row(22) == " $>MAC4: 02:a5:5e:00:00:0"
+    terminal.press(b"1", ENTER)
+    assert terminal.row(7) == " -->MAC4              02:a5:5e:00:00:01"
+    assert [terminal.row(row) for row in range(22, 40)] == [" $>", " **************", *[""] * 16]
 
 
 def test_a_resize_in_an_edit_appends_nothing(make_sandbox):
@@ -724,17 +817,17 @@ def test_a_tiny_terminal_keeps_the_menu_running_until_there_is_room(make_sandbox
 def test_bytes_that_are_not_printable_stay_in_their_line_and_survive_an_unchanged_enter(
     make_sandbox,
 ):
-    stored = b"a\nb\x1b[2J\t\xff\x80%\x7f"
+    stored = b"a\nb\x1b[2J\t\xff\x80%\x7f "
     contents = records.with_field(V2, "--ser_num", stored)
     sandbox = make_sandbox(contents)
     terminal = Terminal(sandbox)
     values = values_of(V2)
-    values[elements.NAMES.index("SerialNumber")] = "a?b?[2J???%?"
+    values[elements.NAMES.index("SerialNumber")] = "a?b?[2J???%? "
     values[elements.NAMES.index("Crc32")] = str(int.from_bytes(contents[179:183], "big"))
     terminal.expect(screen_of(values, "FormatVersion"))
     terminal.go_to("SerialNumber")
     terminal.press(ENTER)
-    terminal.expect(screen_of(values, "SerialNumber", "SerialNumber: a?b?[2J???%?"))
+    terminal.expect(screen_of(values, "SerialNumber", "SerialNumber: a?b?[2J???%? "))
     terminal.press(ENTER)
     terminal.expect(screen_of(values, "SerialNumber"))
     assert sandbox.image == contents

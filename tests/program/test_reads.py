@@ -56,7 +56,7 @@ def test_bytes_behind_the_crc_do_not_matter(make_sandbox):
     assert sandbox.read("--mac1") == b"02:a5:5e:00:00:00"
 
 
-@pytest.mark.parametrize("word", [0, 2, 3, 256, 0x1234, 0xFFFF])
+@pytest.mark.parametrize("word", [0, 2, 3, 256, 0x0101, 0x1234, 0xFFFF])
 def test_every_version_but_1_is_read_as_version_2_and_shown_in_decimal(make_sandbox, word):
     sandbox = make_sandbox(records.with_crc(word.to_bytes(2, "big") + V2[2:]))
     assert sandbox.read("--version") == str(word).encode()

@@ -30,7 +30,7 @@ LEFT_OUT = {
     "test_revisions_take_every_byte_from_1_to_255",
     "test_mac_pairs_take_every_byte_from_1_to_255",
     "test_date_pairs_take_every_byte_from_1_to_255",
-    "test_submode_2_runs_10000_passes_and_changes_nothing",
+    "test_submode_2_runs_10000_passes_with_a_pause_after_each_and_changes_nothing",
 }
 
 
