@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BigEndian.h"
 #include "EepromDate.h"
 
 #include <array>
@@ -77,6 +78,13 @@ public:
     // write-protected part accepts a write and keeps its contents).
     int32_t WriteField(int32_t position, const void* data, uint32_t length);
 
+    // WriteField of the number's bytes, big-endian.
+    template <typename Unsigned> int32_t WriteNumber(int32_t position, Unsigned value)
+    {
+        const auto bytes = StoreBigEndian(value);
+        return WriteField(position, bytes.data(), bytes.size());
+    }
+
     // Sets every byte of the device to 0xFF and verifies it. Failures do not leave: their text
     // goes to standard error as a line. Neither the CRC nor the mirror nor the layout follows.
     void Erase();
@@ -130,6 +138,7 @@ protected:
 
 private:
     void ReopenHook();
+    int32_t WriteRevText(int32_t position, const std::string& text);
     void WriteVerified(int32_t position, const void* data, uint32_t length);
     int32_t WritePadded(int32_t position, uint32_t width, const std::string& text);
 };

@@ -2,8 +2,6 @@
 
 #include "Eeprom.h"
 
-#include "BigEndian.h"
-
 namespace vantorBoardSupport {
 
 namespace {
@@ -23,18 +21,21 @@ int32_t Eeprom::WriteRev(int32_t position, const Revision& revision)
     return WriteField(position, revision.data(), sizeof revision);
 }
 
-int32_t Eeprom::WriteHardwareRev(const std::string& text)
+int32_t Eeprom::WriteRevText(int32_t position, const std::string& text)
 {
     if (text.size() != Revision().size())
         return -1;
-    return WriteRev(hardwareRevPos, {text[0], text[1], text[2]});
+    return WriteRev(position, {text[0], text[1], text[2]});
+}
+
+int32_t Eeprom::WriteHardwareRev(const std::string& text)
+{
+    return WriteRevText(hardwareRevPos, text);
 }
 
 int32_t Eeprom::WritePcbRev(const std::string& text)
 {
-    if (text.size() != Revision().size())
-        return -1;
-    return WriteRev(pcbRevPos, {text[0], text[1], text[2]});
+    return WriteRevText(pcbRevPos, text);
 }
 
 int32_t Eeprom::WriteDate(int32_t position, EepromDate date)
@@ -54,8 +55,7 @@ int32_t Eeprom::WriteServiceDate(EepromDate date)
 
 int32_t Eeprom::WriteProductType(uint16_t productType)
 {
-    const auto bytes = StoreBigEndian(productType);
-    return WriteField(productTypePos, bytes.data(), bytes.size());
+    return WriteNumber(productTypePos, productType);
 }
 
 int32_t Eeprom::WriteBlock8(const std::array<uint8_t, 8>& block)

@@ -16,7 +16,7 @@ uint8_t PairToByte(const std::string& text, size_t place, int base)
 
 } // namespace
 
-std::string MacToText(const MacAddress& mac)
+std::string FormatMac(const MacAddress& mac)
 {
     std::array<char, 18> text{};
     snprintf(text.data(), text.size(), "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2],
@@ -24,7 +24,7 @@ std::string MacToText(const MacAddress& mac)
     return text.data();
 }
 
-std::optional<MacAddress> MacFromText(const std::string& text)
+std::optional<MacAddress> ParseMac(const std::string& text)
 {
     if (text.size() != 17)
         return std::nullopt;
@@ -39,7 +39,7 @@ std::optional<MacAddress> MacFromText(const std::string& text)
     return mac;
 }
 
-std::string DateToText(const EepromDate& date)
+std::string FormatDate(const EepromDate& date)
 {
     std::array<char, 32> text{};
     snprintf(text.data(), text.size(), "%02i%02i-%02i-%02i %02i:%02i:%02i", date.century, date.year,
@@ -47,7 +47,7 @@ std::string DateToText(const EepromDate& date)
     return text.data();
 }
 
-EepromDate DateFromText(const std::string& text)
+EepromDate ParseDate(const std::string& text)
 {
     EepromDate date;
     date.century = PairToByte(text, 0, 10);

@@ -15,19 +15,19 @@ namespace vantorBoardSupport {
 using MacAddress = std::array<uint8_t, 6>; // first octet first
 
 // "02:a5:5e:00:00:0a", always 17 characters.
-std::string MacToText(const MacAddress& mac);
+std::string FormatMac(const MacAddress& mac);
 
 // Takes exactly 17 characters with ":" at every third place; nothing otherwise. The pairs between
 // are converted like strtol would, and the low 8 bits kept: "zz" is 0, " f" is 0x0f, "-1" is 0xff.
-std::optional<MacAddress> MacFromText(const std::string& text);
+std::optional<MacAddress> ParseMac(const std::string& text);
 
 // "YYYY-MM-DD HH:MM:SS". Values are not range-checked; one above 99 widens the text.
-std::string DateToText(const EepromDate& date);
+std::string FormatDate(const EepromDate& date);
 
 // Takes the seven pairs of digits from their places in "YYYY-MM-DD HH:MM:SS" and looks at nothing
 // else: neither separators nor ranges nor what follows. A pair that is not a number is 0. Throws
 // std::out_of_range if the text ends before the place of a pair.
-EepromDate DateFromText(const std::string& text);
+EepromDate ParseDate(const std::string& text);
 
 // "0x" and the number in lower-case hexadecimal, without leading zeros.
 std::string ProductTypeToText(uint16_t productType);

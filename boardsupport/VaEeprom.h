@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace vantorBoardSupport {
@@ -98,6 +99,15 @@ public:
     int32_t ReadDate(int32_t position, EepromDate& date) const;
     int32_t ReadField8(std::array<uint8_t, 8>& block) const;
 
+    // The big-endian number at position; nothing on failure.
+    template <typename Unsigned> std::optional<Unsigned> ReadNumber(int32_t position) const
+    {
+        std::array<uint8_t, sizeof(Unsigned)> bytes{};
+        if (ReadBytes(position, bytes.data(), bytes.size()) == -1)
+            return std::nullopt;
+        return LoadBigEndian<Unsigned>(bytes.data());
+    }
+
     // Texts end at the first zero byte of their field.
     std::string ReadPattern() const;      // empty on failure
     std::string ReadSerialNumber() const; // "0000000000000" on failure
@@ -159,10 +169,10 @@ protected:
 
 private:
     void ReadEveryField() const;
-    void CopyFromMirror(int32_t position, uint8_t* destination, uint32_t count) const;
+    int32_t ReadDateOrZero(int32_t position, EepromDate& date) const;
+    bool CopyFromMirror(int32_t position, uint8_t* destination, uint32_t count) const;
     std::string ReadText(int32_t position, uint32_t width, const char* failureValue) const;
     std::string GetUsbMac(uint32_t index, const char* fallback) const;
-    int32_t WriteId(int32_t position, uint64_t id);
 };
 
 } // namespace vantorBoardSupport

@@ -2,10 +2,8 @@
 
 #include "VaEeprom.h"
 
-#include "BigEndian.h"
-
 #include <iostream>
-#include <stdexcept>
+#include <string>
 
 namespace vantorBoardSupport {
 
@@ -13,34 +11,37 @@ namespace {
 
 constexpr uint32_t kPatternLength = 6;
 
+int32_t ReportFailure(const std::string& message)
+{
+    std::cerr << message << std::endl;
+    return -1;
+}
+
 } // namespace
 
-void VaEeprom::CopyFromMirror(int32_t position, uint8_t* destination, uint32_t count) const
+bool VaEeprom::CopyFromMirror(int32_t position, uint8_t* destination, uint32_t count) const
 {
     const auto first = static_cast<uint32_t>(position);
     for (uint32_t k = 0; k < count; ++k) {
         // One byte past the end passes: the mirror has room for it.
-        if (first + k > size) {
-            throw std::overflow_error("Read buffer Overflow EEPROM size:" + std::to_string(size) +
-                                      " Pos:" + std::to_string(position));
-        }
+        if (first + k > size)
+            return false;
         destination[k] = mirror[first + k];
     }
+    return true;
 }
 
 int32_t VaEeprom::ReadBytes(int32_t position, void* destination, uint32_t count) const
 {
     if (position == kNoField)
         return -1;
-    try {
-        if (!IsCrcValid())
-            throw std::logic_error("CRC invalid");
-        CopyFromMirror(position, static_cast<uint8_t*>(destination), count);
-        return 0;
-    } catch (const std::exception& error) {
-        std::cerr << error.what() << std::endl;
-        return -1;
+    if (!IsCrcValid())
+        return ReportFailure("CRC invalid");
+    if (!CopyFromMirror(position, static_cast<uint8_t*>(destination), count)) {
+        return ReportFailure("Read buffer Overflow EEPROM size:" + std::to_string(size) +
+                             " Pos:" + std::to_string(position));
     }
+    return 0;
 }
 
 std::string VaEeprom::ReadText(int32_t position, uint32_t width, const char* failureValue) const
@@ -78,18 +79,12 @@ std::string VaEeprom::ReadSerialNumber() const
 
 uint16_t VaEeprom::ReadProductType() const
 {
-    std::array<uint8_t, 2> bytes{};
-    if (ReadBytes(productTypePos, bytes.data(), bytes.size()) == -1)
-        return 0xFFFF;
-    return LoadBigEndian<uint16_t>(bytes.data());
+    return ReadNumber<uint16_t>(productTypePos).value_or(0xFFFF);
 }
 
 uint32_t VaEeprom::ReadStoredCrc() const
 {
-    std::array<uint8_t, 4> bytes{};
-    if (ReadBytes(static_cast<int32_t>(crcPos), bytes.data(), bytes.size()) == -1)
-        return 0;
-    return LoadBigEndian<uint32_t>(bytes.data());
+    return ReadNumber<uint32_t>(static_cast<int32_t>(crcPos)).value_or(0);
 }
 
 std::string VaEeprom::GetHardwareRev() const
@@ -107,20 +102,22 @@ std::string VaEeprom::GetPcbSerialNumber() const
     return ReadText(pcbSerialPos, pcbSerialMaxLen, "0");
 }
 
-int32_t VaEeprom::GetDateOfProduction(EepromDate& date) const
+int32_t VaEeprom::ReadDateOrZero(int32_t position, EepromDate& date) const
 {
-    const int32_t status = ReadDate(productionDatePos, date);
+    const int32_t status = ReadDate(position, date);
     if (status == -1)
         date = EepromDate();
     return status;
 }
 
+int32_t VaEeprom::GetDateOfProduction(EepromDate& date) const
+{
+    return ReadDateOrZero(productionDatePos, date);
+}
+
 int32_t VaEeprom::GetDateOfLastService(EepromDate& date) const
 {
-    const int32_t status = ReadDate(serviceDatePos, date);
-    if (status == -1)
-        date = EepromDate();
-    return status;
+    return ReadDateOrZero(serviceDatePos, date);
 }
 
 } // namespace vantorBoardSupport

@@ -3,7 +3,6 @@
 
 #include "VaEeprom.h"
 
-#include "BigEndian.h"
 #include "FieldText.h"
 
 namespace vantorBoardSupport {
@@ -14,7 +13,7 @@ constexpr uint32_t kUsbLocalMac = 4;
 constexpr uint32_t kUsbHostMac = 5;
 
 // What GetAri answers when there is nothing to read; not a valid identity.
-constexpr int32_t kNoAri = 0xDEC11D;
+constexpr uint32_t kNoAri = 0xDEC11D;
 
 constexpr int32_t kMaxCalibration = 50; // tenths of a decibel, either way
 
@@ -30,12 +29,12 @@ MacAddress VaEeprom::GetMacBytes(uint32_t index) const
 
 std::string VaEeprom::MacToText(uint32_t index) const
 {
-    return vantorBoardSupport::MacToText(GetMacBytes(index));
+    return FormatMac(GetMacBytes(index));
 }
 
 int32_t VaEeprom::SetMacFromText(uint32_t index, const std::string& text)
 {
-    const auto mac = MacFromText(text);
+    const auto mac = ParseMac(text);
     if (index >= kMacCount || !mac)
         return -1;
     return WriteField(macPos[index], mac->data(), sizeof *mac);
@@ -74,46 +73,34 @@ std::string VaEeprom::DateToText(DateField field) const
         GetDateOfProduction(date);
     else
         GetDateOfLastService(date);
-    return vantorBoardSupport::DateToText(date);
+    return FormatDate(date);
 }
 
 int32_t VaEeprom::DateFromText(DateField field, const std::string& text)
 {
-    const EepromDate date = vantorBoardSupport::DateFromText(text);
+    const EepromDate date = ParseDate(text);
     return field == DateField::kProduction ? WriteProductionDate(date) : WriteServiceDate(date);
 }
 
 // The failure values of the two ids differ on purpose: 8 digits f against 16.
 uint64_t VaEeprom::GetEntityId() const
 {
-    std::array<uint8_t, 8> bytes{};
-    if (ReadBytes(entityIdPos, bytes.data(), bytes.size()) == -1)
-        return 0x00000000FFFFFFFF;
-    return LoadBigEndian<uint64_t>(bytes.data());
+    return ReadNumber<uint64_t>(entityIdPos).value_or(0x00000000FFFFFFFF);
 }
 
 uint64_t VaEeprom::GetEntityModelId() const
 {
-    std::array<uint8_t, 8> bytes{};
-    if (ReadBytes(entityModelIdPos, bytes.data(), bytes.size()) == -1)
-        return 0xFFFFFFFFFFFFFFFF;
-    return LoadBigEndian<uint64_t>(bytes.data());
-}
-
-int32_t VaEeprom::WriteId(int32_t position, uint64_t id)
-{
-    const auto bytes = StoreBigEndian(id);
-    return WriteField(position, bytes.data(), bytes.size());
+    return ReadNumber<uint64_t>(entityModelIdPos).value_or(0xFFFFFFFFFFFFFFFF);
 }
 
 int32_t VaEeprom::SetEntityId(uint64_t id)
 {
-    return WriteId(entityIdPos, id);
+    return WriteNumber(entityIdPos, id);
 }
 
 int32_t VaEeprom::SetEntityModelId(uint64_t id)
 {
-    return WriteId(entityModelIdPos, id);
+    return WriteNumber(entityModelIdPos, id);
 }
 
 std::string VaEeprom::EntityIdToText() const
@@ -128,10 +115,7 @@ std::string VaEeprom::EntityModelIdToText() const
 
 int32_t VaEeprom::GetAri() const
 {
-    std::array<uint8_t, 4> bytes{};
-    if (ReadBytes(ariPos, bytes.data(), bytes.size()) == -1)
-        return kNoAri;
-    return static_cast<int32_t>(LoadBigEndian<uint32_t>(bytes.data()));
+    return static_cast<int32_t>(ReadNumber<uint32_t>(ariPos).value_or(kNoAri));
 }
 
 int32_t VaEeprom::SetAri(int32_t ari)
@@ -140,41 +124,34 @@ int32_t VaEeprom::SetAri(int32_t ari)
     const auto bits = static_cast<uint32_t>(ari);
     if (ari < 0 || (bits & 0x70000000) != 0x10000000 || (bits & 0x0FFFF000) != 0x005C8000)
         return -1;
-    const auto bytes = StoreBigEndian(bits);
-    return WriteField(ariPos, bytes.data(), bytes.size());
+    return WriteNumber(ariPos, bits);
 }
 
 int32_t VaEeprom::GetAioCalibration(uint32_t index) const
 {
     if (index >= kAioCalibrationCount)
         return 0;
-    std::array<uint8_t, 4> bytes{};
-    if (ReadBytes(aioCalibrationPos[index], bytes.data(), bytes.size()) == -1)
-        return 1;
-    return static_cast<int32_t>(LoadBigEndian<uint32_t>(bytes.data()));
+    return static_cast<int32_t>(ReadNumber<uint32_t>(aioCalibrationPos[index]).value_or(1));
 }
 
 int32_t VaEeprom::SetAioCalibration(uint32_t index, int32_t tenths)
 {
     if (index >= kAioCalibrationCount || tenths < -kMaxCalibration || tenths > kMaxCalibration)
         return -1;
-    const auto bytes = StoreBigEndian(static_cast<uint32_t>(tenths));
-    return WriteField(aioCalibrationPos[index], bytes.data(), bytes.size());
+    return WriteNumber(aioCalibrationPos[index], static_cast<uint32_t>(tenths));
 }
 
 uint8_t VaEeprom::GetUserByte(uint32_t index) const
 {
-    uint8_t value = 0;
-    if (index >= kUserByteCount ||
-        ReadBytes(kUserBytesPos + static_cast<int32_t>(index), &value, 1) == -1)
+    if (index >= kUserByteCount)
         return 0;
-    return value;
+    return ReadNumber<uint8_t>(kUserBytesPos + static_cast<int32_t>(index)).value_or(0);
 }
 
 void VaEeprom::SetUserByte(uint32_t index, uint8_t value)
 {
     if (index < kUserByteCount)
-        WriteField(kUserBytesPos + static_cast<int32_t>(index), &value, 1);
+        WriteNumber(kUserBytesPos + static_cast<int32_t>(index), value);
 }
 
 } // namespace vantorBoardSupport

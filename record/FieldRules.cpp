@@ -80,7 +80,7 @@ ValueText macValue(const json_t* value)
     ValueText text = hexValue(value, "hh:hh:hh:hh:hh:hh");
     if (!text || *text == "00:00:00:00:00:00")
         return std::nullopt;
-    const bool group = (vantorBoardSupport::MacFromText(*text).value()[0] & 1U) != 0;
+    const bool group = (vantorBoardSupport::ParseMac(*text).value()[0] & 1U) != 0;
     return group ? std::nullopt : text;
 }
 
@@ -88,7 +88,7 @@ ValueText dateValue(const json_t* value)
 {
     ValueText text = textOf(value);
     if (!text || !hasForm(*text, "dddd-dd-dd dd:dd:dd") ||
-        !exists(vantorBoardSupport::DateFromText(*text)))
+        !exists(vantorBoardSupport::ParseDate(*text)))
         return std::nullopt;
     return text;
 }

@@ -1,7 +1,6 @@
 #include "CommandLine.h"
 
 #include "MenuEntryTable.h"
-#include "StandardOutput.h"
 #include "Usage.h"
 
 #include <cstring>
@@ -43,8 +42,8 @@ Menuentry* findEntry(const char* option)
     return nullptr;
 }
 
-// value is a null pointer where the line ends behind the option.
-void write(Menuentry& entry, const char* value)
+// value is a null pointer if nothing follows the option.
+void writeElement(Menuentry& entry, const char* value)
 {
     if (value != nullptr)
         entry.SetValue(value);
@@ -61,14 +60,16 @@ int runElement(AccessMode mode, int argc, const char* const argv[])
         if (mode == kRead)
             std::cout << entry->display() << std::endl;
         else
-            write(*entry, argv[i + 1]);
+            writeElement(*entry, argv[i + 1]);
         return 0;
     }
     printUsage();
     return -1;
 }
 
-int runCommand(int argc, const char* const argv[])
+} // namespace
+
+int runCommandLine(int argc, const char* const argv[])
 {
     AccessMode mode = kModeNotGiven;
     for (int i = 1; i < argc; ++i) {
@@ -82,13 +83,4 @@ int runCommand(int argc, const char* const argv[])
         }
     }
     return runElement(mode, argc, argv);
-}
-
-} // namespace
-
-int runCommandLine(int argc, const char* const argv[])
-{
-    const int status = runCommand(argc, argv);
-    flushStandardOutput();
-    return status;
 }

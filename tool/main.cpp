@@ -2,6 +2,7 @@
 #include "MenuEntryTable.h"
 #include "MenuScreen.h"
 #include "StandardDescriptors.h"
+#include "StandardOutput.h"
 #include "TerminateHandler.h"
 
 #include <cstdlib>
@@ -13,8 +14,11 @@ int main(int argc, char* argv[]) // NOLINT(bugprone-exception-escape)
     openStandardDescriptors();
     eeprom = &vantorBoardSupport::VaEeprom::GetInstance();
     initMenu();
-    if (argc > 1)
-        return runCommandLine(argc, argv);
-    runMenu();
-    return 0;
+    if (argc <= 1) {
+        runMenu();
+        return 0;
+    }
+    const int status = runCommandLine(argc, argv);
+    flushStandardOutput();
+    return status;
 }

@@ -7,6 +7,7 @@
 #include "FormattedRecords.h"
 #include "MemoryPart.h"
 #include "MenuEntryTable.h"
+#include "StandardOutput.h"
 
 #include <algorithm>
 #include <array>
@@ -230,6 +231,7 @@ Outcome Run(const Arguments& arguments)
     Outcome outcome;
     try {
         outcome.status = runCommandLine(static_cast<int>(argv.size()) - 1, argv.data());
+        flushStandardOutput();
     } catch (const std::out_of_range&) {
         outcome.failure = Failure::kShortDate;
     } catch (const std::logic_error&) {

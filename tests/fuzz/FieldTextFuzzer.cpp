@@ -19,7 +19,7 @@ DateParts PartsOf(const EepromDate& date)
 std::optional<DateParts> Date(const std::string& text)
 {
     try {
-        return PartsOf(DateFromText(text));
+        return PartsOf(ParseDate(text));
     } catch (const std::out_of_range&) {
         return std::nullopt;
     }
@@ -37,23 +37,23 @@ std::string WithSeparators(std::string text)
 void CheckTexts(const std::string& text)
 {
     const std::string likeAMac = WithSeparators(text);
-    Expect(MacFromText(text) == ExpectedMac(text), "MacFromText");
-    Expect(MacFromText(likeAMac) == ExpectedMac(likeAMac), "MacFromText with separators");
-    Expect(Date(text) == ExpectedDate(text), "DateFromText");
+    Expect(ParseMac(text) == ExpectedMac(text), "ParseMac");
+    Expect(ParseMac(likeAMac) == ExpectedMac(likeAMac), "ParseMac with separators");
+    Expect(Date(text) == ExpectedDate(text), "ParseDate");
     Expect(ProductTypeFromText(text) == ExpectedProductType(text), "ProductTypeFromText");
 }
 
 void CheckValues(const std::array<uint8_t, 8>& bytes)
 {
     const Octets mac = {bytes[0], bytes[1], bytes[2], bytes[3], bytes[4], bytes[5]};
-    Expect(MacToText(mac) == ExpectedMacText(mac), "MacToText");
-    Expect(MacFromText(MacToText(mac)) == mac, "a MAC that was printed");
+    Expect(FormatMac(mac) == ExpectedMacText(mac), "FormatMac");
+    Expect(ParseMac(FormatMac(mac)) == mac, "a MAC that was printed");
 
     const EepromDate date = {bytes[0], bytes[1], bytes[2], bytes[3], bytes[4], bytes[5], bytes[6]};
     const DateParts parts = PartsOf(date);
-    Expect(DateToText(date) == ExpectedDateText(parts), "DateToText");
+    Expect(FormatDate(date) == ExpectedDateText(parts), "FormatDate");
     if (*std::max_element(parts.begin(), parts.end()) <= 99)
-        Expect(Date(DateToText(date)) == parts, "a date that was printed");
+        Expect(Date(FormatDate(date)) == parts, "a date that was printed");
 
     uint64_t id = 0;
     for (const uint8_t byte : bytes)

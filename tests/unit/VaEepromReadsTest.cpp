@@ -79,11 +79,11 @@ TEST_F(Reads, OfAGoodRecordGiveTheStoredValuesWithoutAMessage)
 
         EepromDate date;
         EXPECT_EQ(record.GetDateOfProduction(date), 0);
-        EXPECT_EQ(DateToText(date), "2026-11-15 10:42:16");
+        EXPECT_EQ(FormatDate(date), "2026-11-15 10:42:16");
         EXPECT_EQ(record.GetDateOfLastService(date), 0);
-        EXPECT_EQ(DateToText(date), "2027-01-02 03:04:05");
+        EXPECT_EQ(FormatDate(date), "2027-01-02 03:04:05");
         EXPECT_EQ(record.ReadDate(56, date), 0);
-        EXPECT_EQ(DateToText(date), "2026-11-15 10:42:16");
+        EXPECT_EQ(FormatDate(date), "2026-11-15 10:42:16");
     });
     EXPECT_EQ(errors, "");
 }
@@ -113,7 +113,7 @@ TEST_F(Reads, OfADamagedRecordReportEachTimeAndGiveTheirFailureValues)
     expectFailure([&] { EXPECT_EQ(record.ReadRev(72, revision), -1); });
     EepromDate date = {1, 2, 3, 4, 5, 6, 7};
     expectFailure([&] { EXPECT_EQ(record.ReadDate(56, date), -1); });
-    EXPECT_EQ(DateToText(date), "0102-03-04 05:06:07");
+    EXPECT_EQ(FormatDate(date), "0102-03-04 05:06:07");
     expectFailure([&] { EXPECT_EQ(record.ReadPattern(), ""); });
     expectFailure([&] { EXPECT_EQ(record.ReadSerialNumber(), "0000000000000"); });
     expectFailure([&] { EXPECT_EQ(record.ReadProductType(), 0xFFFFU); });
@@ -122,10 +122,10 @@ TEST_F(Reads, OfADamagedRecordReportEachTimeAndGiveTheirFailureValues)
     expectFailure([&] { EXPECT_EQ(record.GetPcbRev(), "000"); });
     expectFailure([&] { EXPECT_EQ(record.GetPcbSerialNumber(), "0"); });
     expectFailure([&] { EXPECT_EQ(record.GetDateOfProduction(date), -1); });
-    EXPECT_EQ(DateToText(date), "0000-00-00 00:00:00");
+    EXPECT_EQ(FormatDate(date), "0000-00-00 00:00:00");
     date.second = 9;
     expectFailure([&] { EXPECT_EQ(record.GetDateOfLastService(date), -1); });
-    EXPECT_EQ(DateToText(date), "0000-00-00 00:00:00");
+    EXPECT_EQ(FormatDate(date), "0000-00-00 00:00:00");
 }
 
 TEST_F(Reads, ReportABadCrcBeforeAnOverflow)
@@ -164,10 +164,10 @@ TEST_F(Reads, OfAbsentFieldsGiveTheFailureValueWithoutMessageAndWithoutCrcCheck)
         EepromDate date = {1, 2, 3, 4, 5, 6, 7};
         EXPECT_EQ(record.ReadDate(kNoField, date), -1);
         EXPECT_EQ(record.GetDateOfProduction(date), -1);
-        EXPECT_EQ(DateToText(date), "0000-00-00 00:00:00");
+        EXPECT_EQ(FormatDate(date), "0000-00-00 00:00:00");
         date.day = 1;
         EXPECT_EQ(record.GetDateOfLastService(date), -1);
-        EXPECT_EQ(DateToText(date), "0000-00-00 00:00:00");
+        EXPECT_EQ(FormatDate(date), "0000-00-00 00:00:00");
     });
     EXPECT_EQ(errors, "");
 }
