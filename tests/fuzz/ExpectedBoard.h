@@ -57,6 +57,11 @@ public:
         return contents;
     }
 
+    const Fields& Layout() const
+    {
+        return fields;
+    }
+
 private:
     uint64_t Number(const Field& field) const;
     uint64_t Number(const Field& field, uint64_t failureValue) const;

@@ -5,6 +5,7 @@
 #include "ExpectedBoard.h"
 #include "MemoryPart.h"
 #include "MenuEntryTable.h"
+#include "RecordOnPart.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -17,6 +18,7 @@ namespace {
 constexpr unsigned int kSmallPart = 1;
 constexpr unsigned int kValidCrc = 2;
 constexpr unsigned int kVersionOfThePart = 4;
+constexpr unsigned int kPattern = 8;
 
 struct Input
 {
@@ -39,6 +41,8 @@ Input InputOf(const uint8_t* data, size_t size)
         input.contents[0] = 0;
         input.contents[1] = (input.choices & kSmallPart) != 0 ? 1 : 2;
     }
+    if ((input.choices & kPattern) != 0)
+        std::copy_n("Vantor", 6, &input.contents[2]);
     return input;
 }
 
@@ -135,6 +139,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     } catch (const std::logic_error&) {
         Expect(!loaded, "no exception of a read");
     }
+    CheckWholeRead(part, board);
     Expect(loaded == board.IsLoadable(), "a part is loaded unless it is too short");
     Expect(part.Contents() == board.Contents(), "the part is as it was");
     return 0;
