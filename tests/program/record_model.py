@@ -146,35 +146,34 @@ def sample(version):
     return {key: FIELDS[key].sample or version for key in keys(version)}
 
 
-def accepts(version, key, value):
-    """Whether a record of the version can hold the value."""
-    field = FIELDS.get(key)
+def has_room(version, key, value):
+    """Whether a record of the version has the field, and room for the value if it is a good one."""
     if key == "version":
-        return VERSION.valid(value, None) and value == version
-    return bool(field and version in field.places) and field.kind.valid(
-        value, field.places[version][1]
-    )
+        return not VERSION.valid(value, None) or value == version
+    place = FIELDS[key].places.get(version)
+    return bool(place) and (not is_good(key, value) or FIELDS[key].kind.valid(value, place[1]))
+
+
+def is_good(key, value):
+    """Whether the value could be one of the field in some version."""
+    field = FIELDS.get(key)
+    return bool(field) and any(field.kind.valid(value, room) for _, room in field.places.values())
 
 
 def refused(document):
-    """The keys of the document with an error, and the version that it is checked for, if one."""
-    version = document.get("version")
-    named = VERSION.valid(version, None)
-    candidates = [int(version)] if named else [1, 2]
-    wrong = {
-        key
-        for key, value in document.items()
-        if not any(accepts(candidate, key, value) for candidate in candidates)
-    }
-    return wrong, int(version) if named else None
+    """The keys that are unknown, have a bad value, or are not for the version.
 
-
-def contradictory(document):
-    """Whether no version takes all the keys and values, each of which some version takes."""
-    wrong, _ = refused(document)
-    return not wrong and not any(
-        all(accepts(version, key, value) for key, value in document.items()) for version in (1, 2)
-    )
+    Where no version is named and none takes all the keys, those that one of them does not take.
+    """
+    bad = {key for key, value in document.items() if not is_good(key, value)}
+    known = {key: value for key, value in document.items() if key in FIELDS}
+    misfits = [
+        {key for key, value in known.items() if not has_room(version, key, value)}
+        for version in (1, 2)
+    ]
+    if "version" not in document:
+        return bad | misfits[0] | misfits[1] if all(misfits) else bad
+    return bad if "version" in bad else bad | misfits[int(document["version"]) - 1]
 
 
 # Parts
@@ -227,7 +226,7 @@ def written(contents, document, afresh=False):
     version = int(document.get("version") or here or {128: 1, 2048: 2}[len(contents)])
     if SIZE[version] > len(contents):
         return None
-    if not all(accepts(version, key, value) for key, value in document.items()):
+    if not all(has_room(version, key, value) for key, value in document.items()):
         return None
     if not afresh and here == version:
         return encoded(contents, version, document)

@@ -34,7 +34,8 @@ def installed(build, destination, prefix):
 @pytest.mark.parametrize("prefix", ["/usr", "/opt/kestrel"])
 def test_everything_is_installed_below_the_prefix_and_the_destination(build, tmp_path, prefix):
     names = installed(build, tmp_path, prefix)
-    assert {f"{prefix}/bin/kestrel", f"{prefix}/bin/kestrel-boardtest"} <= names
+    programs = {f"{prefix}/bin/kestrel{suffix}" for suffix in ("", "-boardtest", "-record")}
+    assert programs | {f"{prefix}/share/kestrel/kestrel-record.schema.json"} <= names
     documents = f"{prefix}/share/doc/kestrel"
     assert {f"{documents}/README.md", f"{documents}/examples/90-kestrel.rules"} <= names
     assert all(name.startswith((f"{prefix}/bin/", f"{prefix}/share/")) for name in names)
