@@ -27,7 +27,21 @@ def test_the_commands_of_the_readme_do_what_their_comments_say(make_sandbox):
         assert (result.status, result.err) == (0, b""), command
     date = bytes([20, 26, 11, 15, 10, 42, 16])
     written = records.with_field(V2, "--productiondate", date)
-    assert sandbox.image == records.with_field(written, "--ser_num", b"SN-0000004711")
+    written = records.with_field(written, "--ser_num", b"SN-0000004711")
+    assert sandbox.image == (sandbox.directory / "part.bin").read_bytes() == written
+
+
+@pytest.mark.parametrize("contents", [records.BLANK_V2, records.damaged(V2)])
+def test_the_board_of_the_readme_is_written_as_shown(make_sandbox, contents):
+    shown = block("record", "README.md")
+    commands = re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", shown, re.MULTILINE)
+    assert commands[0][0] == "cat board.json"
+    sandbox = make_sandbox(contents)
+    (sandbox.directory / "board.json").write_text(commands[0][1])
+    for command, printed in commands:
+        assert sandbox.shell(command, stderr=subprocess.STDOUT).out.decode() == printed
+    assert sandbox.read("--mac1") == b"02:a5:5e:12:34:01"
+    assert sandbox.read("--ser_num") == b"SN-0000004711"
 
 
 def test_the_sizes_in_the_readme_are_those_of_the_layouts(facts):

@@ -90,7 +90,7 @@ def test_the_write_sequence_names_functions_of_the_program(request):
 
 def includes():
     """(source, header) of all sources: the first one includes the second one."""
-    for folder in ("tool", "process", "boardsupport"):
+    for folder in ("tool", "record", "process", "boardsupport"):
         for source in (ROOT / folder).iterdir():
             for header in re.findall(r'^#include "(\w+)\.h"', source.read_text(), re.MULTILINE):
                 yield source, next(ROOT.glob(f"*/{header}.h"))
@@ -106,6 +106,8 @@ def test_the_layers_include_each_other_as_drawn():
         """VaEepromReads.cpp belongs to VaEeprom, and a file of process/ to that."""
         if path.parent.name in nodes:
             return path.parent.name
+        if (name := f"{path.parent.name}_{path.stem}") in nodes:
+            return name
         rest = r"([A-Z]\w*)?" if path.suffix == ".cpp" else ""
         return next((node for node in nodes if re.fullmatch(node + rest, path.stem)), None)
 
