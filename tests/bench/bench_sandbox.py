@@ -76,7 +76,7 @@ class BenchSandbox(BoundSandbox):
         return int(total[3])
 
     def peak_memory(self, arguments):
-        """In kB. It depends on what the page cache holds, by some 10 %: the largest of a few."""
+        """The largest of a few, in kB: it varies by some 10 % with what the page cache holds."""
         timer = ["/usr/bin/time", "-f", "%M", self.program, *arguments]
         return max(int(self.start(*timer)) for _ in range(5))
 

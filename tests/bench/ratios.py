@@ -19,7 +19,7 @@ def processor_time(result):
 def turn(sandbox, commands, runs=RUNS, figure=wall_time):
     """Runs each command several times and returns the figure of each by its name.
 
-    The commands have no input, which ends the menu with status 1 behind its first screen.
+    The commands have no input, which ends the menu with status 1 after its first screen.
     """
     export = sandbox.directory / "results.json"
     tool = ["hyperfine", "--shell=none", "--style=none", "--warmup=2", f"--runs={runs}"]

@@ -1,7 +1,7 @@
 """Measures the builds and prints the tables of docs/performance.md.
 
 Fails if a command asks more or less of the device than it must, or if a figure that does not
-depend on the machine's load is beyond its limit. Times are told, and never fail.
+depend on the machine's load is beyond its limit. Times are printed, and never fail.
 """
 
 import shlex
@@ -119,7 +119,7 @@ def time_builds():
 
 def print_times(turns):
     rows = [[other, Ratio(turns, other, DD)] for other in (TRUE, DD_OD)]
-    table(f"What the times are held against, in multiples of {DD}", ["command", "time"], rows)
+    table(f"What the times are compared with, in multiples of {DD}", ["command", "time"], rows)
     rows = [
         [name(arguments), *(Ratio(turns, (build, name(arguments)), DD) for build in BUILDS)]
         for arguments in COMMANDS

@@ -1,4 +1,4 @@
-"""How much of a command is the bus, on the virtual machine whose bus takes about 1 ms a byte."""
+"""How much of a command's time is the bus, on the virtual machine whose bus takes about 1 ms a byte."""
 
 import subprocess
 
@@ -28,7 +28,7 @@ measure {FILE_RUNS}
 
 
 def rows():
-    """Of each command: its name, the seconds on the bus and on a file, and the share of the bus."""
+    """For each command its name, the seconds on the bus and on a file, and the share of the bus."""
     command = [ROOT / "script/vm", "--slow", "sh", "-c", SCRIPT]
     done = subprocess.run(command, stdout=subprocess.PIPE, check=True)
     seconds = [float(line) for line in done.stdout.split()]

@@ -1,12 +1,12 @@
-// Command lines on boards of all kinds: which command they select and what it does.
+// Command lines on parts of all kinds: which command they select and what it does.
 
 #include "CapturedStreams.h"
 #include "CommandLine.h"
 #include "Expect.h"
-#include "ExpectedBoard.h"
 #include "FormattedRecords.h"
 #include "MemoryPart.h"
 #include "MenuEntryTable.h"
+#include "RecordModel.h"
 #include "StandardOutput.h"
 
 #include <algorithm>
@@ -59,7 +59,7 @@ Bytes Damaged(Bytes contents)
     return contents;
 }
 
-// A board by the number that an input begins with.
+// The contents of a part by the number that an input begins with.
 const Bytes& ContentsOf(size_t number)
 {
     static const std::array<Bytes, 7> contents = {
@@ -127,47 +127,47 @@ struct Outcome
     std::string messages = {};
 };
 
-Outcome FormatOutcome(ExpectedBoard& board, const Bytes& formatted)
+Outcome FormatOutcome(RecordModel& model, const Bytes& formatted)
 {
     Outcome outcome;
-    if (formatted.size() > board.Contents().size())
+    if (formatted.size() > model.Contents().size())
         outcome.failure = Failure::kDevice;
     else
-        board.Format(formatted);
+        model.Format(formatted);
     return outcome;
 }
 
-Outcome SpecialOutcome(const std::string& word, ExpectedBoard& board)
+Outcome SpecialOutcome(const std::string& word, RecordModel& model)
 {
     Outcome outcome;
     if (word == "--format_v1")
-        return FormatOutcome(board, FormattedVersion1());
+        return FormatOutcome(model, FormattedVersion1());
     if (word == "--format_v2")
-        return FormatOutcome(board, FormattedVersion2());
+        return FormatOutcome(model, FormattedVersion2());
     if (word == "--raw") {
-        outcome.output = board.Dump();
-        outcome.messages = board.DumpMessages();
+        outcome.output = model.Dump();
+        outcome.messages = model.DumpMessages();
     } else if (word == "--erase") {
-        board.Erase();
+        model.Erase();
     } else {
         outcome.usage = true;
     }
     return outcome;
 }
 
-Outcome WriteOutcome(const std::string& option, const std::string* value, ExpectedBoard& board)
+Outcome WriteOutcome(const std::string& option, const std::string* value, RecordModel& model)
 {
     Outcome outcome;
     if (value == nullptr) {
         if (!IsOneOf(kReadOnly, option))
             outcome.failure = Failure::kMissingValue;
-    } else if (board.Write(option, *value) == ExpectedBoard::Written::kTooShort) {
+    } else if (model.Write(option, *value) == RecordModel::Written::kTooShort) {
         outcome.failure = Failure::kShortDate;
     }
     return outcome;
 }
 
-Outcome ElementOutcome(bool isRead, const Arguments& arguments, ExpectedBoard& board)
+Outcome ElementOutcome(bool isRead, const Arguments& arguments, RecordModel& model)
 {
     Outcome outcome;
     const auto option = std::find_if(arguments.begin(), arguments.end(),
@@ -176,26 +176,26 @@ Outcome ElementOutcome(bool isRead, const Arguments& arguments, ExpectedBoard& b
         outcome.status = -1;
         outcome.usage = true;
     } else if (isRead) {
-        outcome.output = board.Display(*option) + "\n";
-        outcome.messages = board.DisplayMessages(*option);
+        outcome.output = model.Display(*option) + "\n";
+        outcome.messages = model.DisplayMessages(*option);
     } else {
         const bool isLast = option + 1 == arguments.end();
-        outcome = WriteOutcome(*option, isLast ? nullptr : &option[1], board);
+        outcome = WriteOutcome(*option, isLast ? nullptr : &option[1], model);
     }
     return outcome;
 }
 
-// Changes the board as the command has to.
-Outcome ExpectedOutcome(const Arguments& arguments, ExpectedBoard& board)
+// Changes the model as the command has to.
+Outcome ExpectedOutcome(const Arguments& arguments, RecordModel& model)
 {
     bool isRead = false;
     for (const std::string& argument : arguments) {
         if (IsOneOf(kSpecialWords, argument))
-            return SpecialOutcome(argument, board);
+            return SpecialOutcome(argument, model);
         if (argument == "-r" || argument == "-w")
             isRead = argument == "-r";
     }
-    return ElementOutcome(isRead, arguments, board);
+    return ElementOutcome(isRead, arguments, model);
 }
 
 // The usage text does not go through std::cout.
@@ -270,18 +270,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     if (size == 0)
         return 0;
-    ExpectedBoard board(ContentsOf(data[0]));
-    const MemoryPart& part = board.Contents().size() == 128 ? small : large;
-    part.Overwrite(board.Contents());
+    RecordModel model(ContentsOf(data[0]));
+    const MemoryPart& part = model.Contents().size() == 128 ? small : large;
+    part.Overwrite(model.Contents());
     vantorBoardSupport::VaEeprom record(part.Path());
     eeprom = &record;
 
     const Arguments arguments = ArgumentsOf(data + 1, data + size);
-    const Outcome expected = ExpectedOutcome(arguments, board);
+    const Outcome expected = ExpectedOutcome(arguments, model);
     Compare(Run(arguments), expected);
 
     // A transfer that fails may stop anywhere.
     if (expected.failure != Failure::kDevice)
-        Expect(part.Contents() == board.Contents(), "the part after the command");
+        Expect(part.Contents() == model.Contents(), "the part after the command");
     return 0;
 }

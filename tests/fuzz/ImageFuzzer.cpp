@@ -2,9 +2,9 @@
 
 #include "CapturedStreams.h"
 #include "Expect.h"
-#include "ExpectedBoard.h"
 #include "MemoryPart.h"
 #include "MenuEntryTable.h"
+#include "RecordModel.h"
 #include "RecordOnPart.h"
 
 #include <algorithm>
@@ -46,74 +46,74 @@ Input InputOf(const uint8_t* data, size_t size)
     return input;
 }
 
-ExpectedBoard BoardOf(const Input& input)
+RecordModel ModelOf(const Input& input)
 {
-    ExpectedBoard board(input.contents);
-    if ((input.choices & kValidCrc) != 0 && board.IsLoadable())
-        board.StoreCrc();
-    return board;
+    RecordModel model(input.contents);
+    if ((input.choices & kValidCrc) != 0 && model.IsLoadable())
+        model.StoreCrc();
+    return model;
 }
 
-const MemoryPart& PartFor(const ExpectedBoard& board)
+const MemoryPart& PartFor(const RecordModel& model)
 {
     static const MemoryPart small(128);
     static const MemoryPart large(2048);
-    const MemoryPart& part = board.Contents().size() == 128 ? small : large;
-    part.Overwrite(board.Contents());
+    const MemoryPart& part = model.Contents().size() == 128 ? small : large;
+    part.Overwrite(model.Contents());
     return part;
 }
 
-std::string ExpectedReadMessage(const ExpectedBoard& board, int32_t position, uint32_t count)
+std::string ExpectedReadMessage(const RecordModel& model, int32_t position, uint32_t count)
 {
     if (position == -1)
         return "";
-    if (!board.IsIntact())
+    if (!model.IsIntact())
         return "CRC invalid\n";
-    const auto size = static_cast<int64_t>(board.Size());
+    const auto size = static_cast<int64_t>(model.Size());
     if (count == 0 || (position >= 0 && position + int64_t{count} <= size + 1))
         return "";
     return "Read buffer Overflow EEPROM size:" + std::to_string(size) +
            " Pos:" + std::to_string(position) + "\n";
 }
 
-void CheckRead(const VaEeprom& record, const ExpectedBoard& board, const Input& input,
+void CheckRead(const VaEeprom& record, const RecordModel& model, const Input& input,
                CapturedStreams& streams)
 {
     Bytes bytes(input.count);
     const int32_t status = record.ReadBytes(input.position, bytes.data(), input.count);
-    const std::string message = ExpectedReadMessage(board, input.position, input.count);
+    const std::string message = ExpectedReadMessage(model, input.position, input.count);
     Expect(streams.TakeMessages() == message, "the message of a read");
     Expect(status == (message.empty() && input.position != -1 ? 0 : -1), "the status of a read");
     if (status == -1 || input.count == 0)
         return;
 
-    // The byte behind the part has no value.
+    // The byte after the end of the part has no value.
     const auto first = static_cast<size_t>(input.position);
-    const size_t count = std::min<size_t>(input.count, board.Size() - first);
+    const size_t count = std::min<size_t>(input.count, model.Size() - first);
     Expect(std::equal(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(count),
-                      board.Contents().begin() + input.position),
+                      model.Contents().begin() + input.position),
            "the bytes of a read");
 }
 
-void CheckDisplays(const ExpectedBoard& board, CapturedStreams& streams)
+void CheckDisplays(const RecordModel& model, CapturedStreams& streams)
 {
     for (const Menuentry* entry : menuEntries) {
         const std::string text = entry->display();
-        Expect(text == board.Display(entry->option), entry->name.c_str());
-        Expect(streams.TakeMessages() == board.DisplayMessages(entry->option), entry->name.c_str());
+        Expect(text == model.Display(entry->option), entry->name.c_str());
+        Expect(streams.TakeMessages() == model.DisplayMessages(entry->option), entry->name.c_str());
     }
     Expect(streams.TakeOutput().empty(), "no output of the displays");
 }
 
-void CheckRecord(VaEeprom& record, const ExpectedBoard& board, const Input& input)
+void CheckRecord(VaEeprom& record, const RecordModel& model, const Input& input)
 {
     CapturedStreams streams;
     eeprom = &record;
-    CheckDisplays(board, streams);
+    CheckDisplays(model, streams);
     record.DumpRecord();
-    Expect(streams.TakeOutput() == board.Dump(), "the dump");
-    Expect(streams.TakeMessages() == board.DumpMessages(), "the messages of the dump");
-    CheckRead(record, board, input, streams);
+    Expect(streams.TakeOutput() == model.Dump(), "the dump");
+    Expect(streams.TakeMessages() == model.DumpMessages(), "the messages of the dump");
+    CheckRead(record, model, input, streams);
 }
 
 } // namespace
@@ -129,18 +129,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (size <= kHeader)
         return 0;
     const Input input = InputOf(data, size);
-    const ExpectedBoard board = BoardOf(input);
-    const MemoryPart& part = PartFor(board);
+    const RecordModel model = ModelOf(input);
+    const MemoryPart& part = PartFor(model);
     bool loaded = false;
     try {
         VaEeprom record(part.Path());
         loaded = true;
-        CheckRecord(record, board, input);
+        CheckRecord(record, model, input);
     } catch (const std::logic_error&) {
         Expect(!loaded, "no exception of a read");
     }
-    CheckWholeRead(part, board);
-    Expect(loaded == board.IsLoadable(), "a part is loaded unless it is too short");
-    Expect(part.Contents() == board.Contents(), "the part is as it was");
+    CheckWholeRead(part, model);
+    Expect(loaded == model.IsLoadable(), "a part is loaded unless it is too short");
+    Expect(loaded == model.IsLoadable(), "a part is loaded unless it is too short");
+    Expect(part.Contents() == model.Contents(), "the part is as it was");
+    Expect(part.Contents() == model.Contents(), "the part is as it was");
     return 0;
 }

@@ -14,18 +14,18 @@ namespace {
 
 using Values = std::vector<std::pair<std::string, std::string>>;
 
-uint64_t VersionWord(const ExpectedBoard& board)
+uint64_t VersionWord(const RecordModel& model)
 {
-    return static_cast<uint64_t>(board.Contents()[0]) << 8 | board.Contents()[1];
+    return static_cast<uint64_t>(model.Contents()[0]) << 8 | model.Contents()[1];
 }
 
-bool IsIntact(const ExpectedBoard& board)
+bool IsIntact(const RecordModel& model)
 {
-    const Bytes& contents = board.Contents();
-    const uint64_t word = VersionWord(board);
+    const Bytes& contents = model.Contents();
+    const uint64_t word = VersionWord(model);
     if (word != 1 && (word != 2 || contents.size() != 2048))
         return false;
-    return board.IsIntact() && std::equal(&contents[2], &contents[8], "Vantor");
+    return model.IsIntact() && std::equal(&contents[2], &contents[8], "Vantor");
 }
 
 // As a document has them: the bytes from 0x80 on are characters of their own.
@@ -56,25 +56,25 @@ std::string Mac(const Bytes& contents, const Field& field)
     return ExpectedMacText(octets);
 }
 
-std::string Calibrations(const ExpectedBoard& board)
+std::string Calibrations(const RecordModel& model)
 {
     std::string all;
-    for (const Field& field : board.Layout().calibrations) {
-        const std::string hex = Hex(board.Contents(), field);
+    for (const Field& field : model.Layout().calibrations) {
+        const std::string hex = Hex(model.Contents(), field);
         const auto tenths = static_cast<int32_t>(std::stoul(hex, nullptr, 16));
         all += std::to_string(tenths / 10.0) + " ";
     }
     return all;
 }
 
-Values ExpectedValues(const ExpectedBoard& board)
+Values ExpectedValues(const RecordModel& model)
 {
-    const Bytes& contents = board.Contents();
-    const Fields& layout = board.Layout();
-    const bool isVersion2 = VersionWord(board) == 2;
+    const Bytes& contents = model.Contents();
+    const Fields& layout = model.Layout();
+    const bool isVersion2 = VersionWord(model) == 2;
     Values values = {{"version", isVersion2 ? "2" : "1"}};
     const auto addShown = [&](const std::string& key) {
-        values.emplace_back(key, Utf8(board.Display("--" + key)));
+        values.emplace_back(key, Utf8(model.Display("--" + key)));
     };
     for (const char* key : {"mac1", "mac2", "mac3", "mac4"})
         addShown(key);
@@ -89,7 +89,7 @@ Values ExpectedValues(const ExpectedBoard& board)
     values.emplace_back("entity_model_id", "0x" + Hex(contents, layout.modelId));
     if (isVersion2) {
         values.emplace_back("ari", "0x" + Hex(contents, layout.ari));
-        values.emplace_back("aio_calibration", Calibrations(board));
+        values.emplace_back("aio_calibration", Calibrations(model));
     } else {
         values.emplace_back("block8", Hex(contents, {120, 8}));
     }
@@ -124,7 +124,7 @@ Values ValuesOf(const std::string& output)
 
 } // namespace
 
-void CheckWholeRead(const MemoryPart& part, const ExpectedBoard& board)
+void CheckWholeRead(const MemoryPart& part, const RecordModel& model)
 {
     kestrelRecord::Options options;
     options.device = part.Path();
@@ -132,11 +132,11 @@ void CheckWholeRead(const MemoryPart& part, const ExpectedBoard& board)
     const int status = kestrelRecord::findCommand("read")->run(options);
     const auto [output, messages] = files.Take();
 
-    const bool intact = IsIntact(board);
+    const bool intact = IsIntact(model);
     Expect(status == (intact ? 0 : 6), "the status of a whole read");
     Expect(messages.empty() == intact, "a message of a whole read that is refused");
     if (intact)
-        Expect(ValuesOf(output) == ExpectedValues(board), "the values of a whole read");
+        Expect(ValuesOf(output) == ExpectedValues(model), "the values of a whole read");
     else
         Expect(output.empty(), "no value of a record that is not intact");
 }

@@ -8,7 +8,7 @@ namespace {
 constexpr std::string_view kDigits = "0123456789abcdef";
 constexpr uint32_t kLimit = 0x10000;
 
-// base for a character that is no digit.
+// Returns base for a character that is not a digit.
 uint32_t DigitValue(char character, uint32_t base)
 {
     const bool upper = character >= 'A' && character <= 'F';

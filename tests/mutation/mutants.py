@@ -76,13 +76,13 @@ def test_commands(path, build):
     pytest = ["/usr/bin/python3", "-B", "-m", "pytest", "-x", "-q", "-p", "no:cacheprovider"]
     pytest.append(f"--programs={build}")
     menu = (120, [*pytest, MENU_TEST])
-    if re.search(r"<(curses|menu)\.h>|MessageWatch", (ROOT / path).read_text()):
+    if re.match(r"tool/(MenuLine|MenuScreen|MessageWatch|PrintableText)\.", path):
         return [menu]
     program = [*pytest, *program_tests()]
     return [
         (15, [build / "tests/unit-tests", "--gtest_brief=1"]),
         (15, ["umockdev-wrapper", build / "tests/instance-test", "--gtest_brief=1"]),
-        (90, program),
+        (180, program),
         menu,
     ]
 

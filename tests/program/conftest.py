@@ -28,8 +28,8 @@ def result_of(command, environment, **options):
 class Sandbox:
     """A test bed with one EEPROM, whose image is a plain file.
 
-    A plain file answers differently from the kernel's driver, behind which tests/vm runs these
-    tests again: it grows where the driver's write across the end is short and the next one fails
+    A plain file answers differently from the kernel's driver, on which tests/vm runs these tests
+    again: it grows where the driver's write across the end is short and the next one fails
     with EFBIG; it is emptied by O_TRUNC; root may open it whatever its mode; a failed write has
     changed nothing; it never times out, and once removed it goes on to take writes.
     """

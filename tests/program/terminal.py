@@ -209,7 +209,7 @@ class Terminal:
         return self.child.exitstatus
 
     def gives_terminal_back(self):
-        """Whether the program has told the terminal to leave its screen."""
+        """Whether the program has made the terminal leave its screen."""
         return key("rmcup") in self.transcript
 
 

@@ -25,12 +25,12 @@ def board_test(make_sandbox):
     [[], ["x"], [""], ["1x"], ["0x1"], [" 1"], ["1", "2"], ["--help"], ["99999999999"], ["1.0"]],
     ids=repr,
 )
-def test_without_a_number_the_usage_is_told_with_status_255(board_test, arguments):
+def test_without_a_number_the_usage_is_printed_with_status_255(board_test, arguments):
     sandbox = board_test(V2)
     assert sandbox.run(*arguments) == (255, b"", USAGE)
 
 
-def test_the_usage_is_told_without_a_device_too(board_test):
+def test_the_usage_is_printed_without_a_device_too(board_test):
     assert board_test(None).run() == (255, b"", USAGE)
 
 
@@ -110,7 +110,7 @@ def test_submode_2_reports_every_failed_read_in_every_pass(board_test, contents,
     ]
 
 
-def test_submode_2_pauses_a_millisecond_behind_each_pass_and_leaves_the_device_alone(board_test):
+def test_submode_2_pauses_a_millisecond_after_each_pass_and_leaves_the_device_alone(board_test):
     sandbox = board_test(V2)
     log = sandbox.directory / "strace.log"
     calls = "trace=openat,lseek,read,write,nanosleep,clock_nanosleep"

@@ -21,7 +21,7 @@ def expect_usage_and_255(sandbox, *arguments):
     assert sandbox.image == before
 
 
-def test_the_usage_text_has_21_lines_and_an_empty_one_behind_the_first():
+def test_the_usage_text_has_21_lines_and_an_empty_one_after_the_first():
     lines = USAGE.split(b"\n")
     assert len(lines) == 23 and lines[1] == b"" and lines[-1] == b""
 
@@ -74,7 +74,7 @@ def test_an_unknown_element_is_refused_on_a_damaged_record_too(make_sandbox):
     expect_usage_and_255(make_sandbox(records.damaged(V2)), "-r", "--mac0")
 
 
-def test_the_first_special_word_is_executed_and_nothing_behind_it(make_sandbox):
+def test_the_first_special_word_is_executed_and_nothing_after_it(make_sandbox):
     sandbox = make_sandbox(V2)
     assert sandbox.run("--raw", "--erase") == (0, records.text("dump-formatted-v2.txt"), b"")
     assert sandbox.image == V2
@@ -120,13 +120,13 @@ def test_the_last_mode_word_wins_and_may_stand_anywhere_for_a_read(make_sandbox,
         ["foo", "--pcb_rev", "001", "bar"],
     ],
 )
-def test_without_read_mode_the_argument_behind_the_option_is_written(make_sandbox, arguments):
+def test_without_read_mode_the_argument_after_the_option_is_written(make_sandbox, arguments):
     sandbox = make_sandbox(V2)
     assert sandbox.run(*arguments) == (0, b"", b"")
     assert sandbox.image == records.with_field(V2, "--pcb_rev", b"001")
 
 
-def test_a_mode_word_behind_the_option_is_its_value(make_sandbox):
+def test_a_mode_word_after_the_option_is_its_value(make_sandbox):
     sandbox = make_sandbox(V2)
     assert sandbox.run("--ser_num", "-w") == (0, b"", b"")
     assert sandbox.image == records.with_field(V2, "--ser_num", b"-w")
@@ -278,7 +278,7 @@ def test_without_dev_null_a_closed_standard_descriptor_ends_the_program(make_san
         preexec_fn=lambda: os.close(0),
     )
     assert (done.returncode, done.stdout) == (1, b"")
-    # The test bed changes errno behind a failed open in /dev, so the system's text is not known.
+    # The test bed changes errno after a failed open in /dev, so the system's text is not known.
     assert done.stderr.startswith(b"kestrel: Error opening /dev/null: ")
 
 

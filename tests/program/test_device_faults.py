@@ -1,4 +1,4 @@
-"""Each device call of each command fails once with EIO: a short cut through the fault sweep."""
+"""Each device call of each command fails once with EIO: an extract of the fault sweep."""
 
 import sys
 from pathlib import Path

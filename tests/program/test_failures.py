@@ -75,7 +75,7 @@ def test_a_write_protected_part_is_noticed(make_sandbox, arguments):
     assert sandbox.image == records.BLANK_V2
 
 
-def test_the_erase_of_a_write_protected_part_says_so_and_returns(make_sandbox):
+def test_the_erase_of_a_write_protected_part_reports_it_and_returns(make_sandbox):
     sandbox = make_sandbox(V2)
     assert sandbox.fail("write:retval=2048", "--erase") == (0, b"", VERIFY)
     assert sandbox.image == V2
@@ -141,7 +141,7 @@ def test_the_version_that_cannot_be_read_is_shown_as_65535(make_sandbox):
 def test_the_seeks_around_a_new_crc_are_not_checked(make_sandbox):
     sandbox = make_sandbox(V2)
     result = sandbox.fail("lseek:error=EIO:when=5", "-w", "--mac1", "02:a5:5e:00:00:01")
-    # The device stands behind the field then, and the rest of it is shorter than its size.
+    # The position is past the field then, and the rest of the device is shorter than its size.
     assert result == (1, b"", NO_BYTES)
 
 

@@ -49,7 +49,7 @@ def test_a_damaged_crc_is_found_as_well_as_a_damaged_field(make_sandbox):
         assert sandbox.run("-r", "--mac1").err == b"CRC invalid\n", position
 
 
-def test_bytes_behind_the_crc_do_not_matter(make_sandbox):
+def test_bytes_past_the_crc_do_not_matter(make_sandbox):
     sandbox = make_sandbox(records.patched(V2, 183, b"\xa5" * 1865))
     assert sandbox.read("--mac1") == b"02:a5:5e:00:00:00"
     sandbox.image = records.patched(V1, 107, b"\xa5" * 21)

@@ -103,7 +103,7 @@ def test_the_dump_prints_every_field_and_one_message_per_failed_read(
     assert sandbox.image == contents
 
 
-def test_each_message_of_the_dump_stands_behind_the_label_of_its_field(make_sandbox):
+def test_each_message_of_the_dump_stands_after_the_label_of_its_field(make_sandbox):
     message = b"CRC invalid\n"
     expected = b""
     for line in records.text("dump-damaged-v2.txt").splitlines(keepends=True):

@@ -1,7 +1,7 @@
 """What each command must do to the device, call by call, and what it must say when a call fails.
 
 This states the program's behaviour a second time, in terms of device calls only, so that the
-program can be held against it with a fault in any of them.
+program can be compared with it under a fault in any of them.
 """
 
 import errno
@@ -52,7 +52,7 @@ class Abort(Exception):
 
 
 class Device:
-    """The file behind the device calls. Positions and contents are those of a plain file."""
+    """The file that the device calls reach. Positions and contents are those of a plain file."""
 
     def __init__(self, contents, fault=None):
         self.contents = bytearray(contents)
@@ -193,9 +193,9 @@ class Program:
 
 
 def outcome_of(action, contents, fault=None):
-    """What a command must leave behind, and the device with what was asked of it.
+    """What a command must leave, and the device with what was asked of it.
 
-    action is what the command does with the Program behind bring-up.
+    action is what the command does with the Program after bring-up.
     """
     device = Device(contents, fault)
     program = Program(device)

@@ -31,7 +31,7 @@ PARTS = {
 
 
 def commands():
-    """Each command's name, its arguments, and what it does to the device behind bring-up."""
+    """Each command's name, its arguments, and what it does to the device after bring-up."""
     for element in elements.VALUES:
         yield (
             "write",
@@ -64,7 +64,7 @@ KINDS = {
 
 
 def fault_at(number, call, kind, in_a_row, asked):
-    """The fault in the given call and those behind it; None where the command makes fewer."""
+    """The fault in the given call and those after it; None where the command makes fewer."""
     if number > len(asked):
         return None
     value = KINDS[kind][2]
@@ -109,8 +109,8 @@ def sweep(job):
 
 def verdict(outcome):
     if outcome.status == 0:
-        return "told by erase" if outcome.error else "completed"
-    return "failed and told" if outcome.status == 1 else "stopped by assertion"
+        return "reported by erase" if outcome.error else "completed"
+    return "failed and reported" if outcome.status == 1 else "stopped by assertion"
 
 
 def jobs(program):

@@ -22,7 +22,7 @@ def main():
     table("fault", fault_sweep.run(program))
     table("crash", {"killed at every call, then repeated": crash_sweep.run(program)})
 
-    # How often two writers meet is chance, so only their number is told.
+    # How often two writers meet is chance, so only their number is reported.
     assert set(two_writers.run(program, locked=True)) == {two_writers.VALID}
     assert set(two_writers.run(program, locked=False)) <= {two_writers.VALID, two_writers.STALE}
     print(f"Two writers at once: {two_writers.ROUNDS} rounds with a lock, all valid;")

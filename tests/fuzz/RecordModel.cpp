@@ -1,4 +1,4 @@
-#include "ExpectedBoard.h"
+#include "RecordModel.h"
 
 #include "TextRules.h"
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-// The fields lie one behind the other. Only a MAC has two unused bytes behind it.
+// The fields follow each other. Only a MAC is followed by two unused bytes.
 class Row
 {
 public:
@@ -44,7 +44,7 @@ Fields FieldsOf(bool isVersion1)
     return fields;
 }
 
-// By halves of a byte, from the published table.
+// Half a byte at a time, from the published table.
 uint32_t Crc(const Bytes& bytes, size_t count)
 {
     constexpr std::array<uint32_t, 16> kTable = {0x00000000, 0x1db71064, 0x3b6e20c8, 0x26d930ac,
@@ -94,28 +94,28 @@ const std::string kMessage = "CRC invalid\n";
 
 } // namespace
 
-ExpectedBoard::ExpectedBoard(const Bytes& partContents)
+RecordModel::RecordModel(const Bytes& partContents)
     : contents(partContents), isVersion1(partContents[0] == 0 && partContents[1] == 1),
       fields(FieldsOf(isVersion1))
 {
 }
 
-size_t ExpectedBoard::Size() const
+size_t RecordModel::Size() const
 {
     return isVersion1 ? 128 : 2048;
 }
 
-bool ExpectedBoard::IsLoadable() const
+bool RecordModel::IsLoadable() const
 {
     return contents.size() >= Size();
 }
 
-bool ExpectedBoard::IsIntact() const
+bool RecordModel::IsIntact() const
 {
     return Number(fields.crc) == Crc(contents, fields.crc.first);
 }
 
-uint64_t ExpectedBoard::Number(const Field& field) const
+uint64_t RecordModel::Number(const Field& field) const
 {
     uint64_t number = 0;
     for (size_t i = 0; i < field.length; ++i)
@@ -123,22 +123,22 @@ uint64_t ExpectedBoard::Number(const Field& field) const
     return number;
 }
 
-bool ExpectedBoard::IsReadable(const Field& field) const
+bool RecordModel::IsReadable(const Field& field) const
 {
     return field.length > 0 && IsIntact();
 }
 
-uint64_t ExpectedBoard::Number(const Field& field, uint64_t failureValue) const
+uint64_t RecordModel::Number(const Field& field, uint64_t failureValue) const
 {
     return IsReadable(field) ? Number(field) : failureValue;
 }
 
-std::string ExpectedBoard::Hex(const Field& field, uint64_t failureValue) const
+std::string RecordModel::Hex(const Field& field, uint64_t failureValue) const
 {
     return Digits(Number(field, failureValue), 16);
 }
 
-std::string ExpectedBoard::Mac(size_t index) const
+std::string RecordModel::Mac(size_t index) const
 {
     Octets mac{};
     if (IsReadable(fields.macs[index]))
@@ -147,13 +147,13 @@ std::string ExpectedBoard::Mac(size_t index) const
     return ExpectedMacText(mac);
 }
 
-std::string ExpectedBoard::UsbMac(size_t index, const char* fallback) const
+std::string RecordModel::UsbMac(size_t index, const char* fallback) const
 {
     const std::string text = Mac(index);
     return text.find_first_not_of("0:") == std::string::npos ? fallback : text;
 }
 
-std::string ExpectedBoard::Date(size_t index) const
+std::string RecordModel::Date(size_t index) const
 {
     DateParts date{};
     if (IsIntact())
@@ -162,7 +162,7 @@ std::string ExpectedBoard::Date(size_t index) const
     return ExpectedDateText(date);
 }
 
-std::string ExpectedBoard::Text(const Field& field, const char* failureValue) const
+std::string RecordModel::Text(const Field& field, const char* failureValue) const
 {
     if (!IsIntact())
         return failureValue;
@@ -172,7 +172,7 @@ std::string ExpectedBoard::Text(const Field& field, const char* failureValue) co
     return text;
 }
 
-std::string ExpectedBoard::Calibration(size_t index) const
+std::string RecordModel::Calibration(size_t index) const
 {
     const auto bits = static_cast<uint32_t>(Number(fields.calibrations[index], 1));
     const float tenths = static_cast<float>(static_cast<int32_t>(bits));
@@ -181,7 +181,7 @@ std::string ExpectedBoard::Calibration(size_t index) const
     return decibel.data() + ("dB (0x" + Digits(bits, 16)) + ")";
 }
 
-const Field* ExpectedBoard::TextField(const std::string& option) const
+const Field* RecordModel::TextField(const std::string& option) const
 {
     if (option == "--hardware_rev")
         return &fields.hardwareRev;
@@ -192,7 +192,7 @@ const Field* ExpectedBoard::TextField(const std::string& option) const
     return option == "--pcb_ser_num" ? &fields.pcbSerial : nullptr;
 }
 
-std::string ExpectedBoard::GuardedDisplay(const std::string& option) const
+std::string RecordModel::GuardedDisplay(const std::string& option) const
 {
     if (option == "--crc")
         return Digits(Number(fields.crc, 0), 10);
@@ -209,7 +209,7 @@ std::string ExpectedBoard::GuardedDisplay(const std::string& option) const
     return Text(*TextField(option), option == "--pcb_ser_num" ? "0" : "000");
 }
 
-std::string ExpectedBoard::Display(const std::string& option) const
+std::string RecordModel::Display(const std::string& option) const
 {
     if (IsGuarded(option))
         return GuardedDisplay(option);
@@ -220,12 +220,12 @@ std::string ExpectedBoard::Display(const std::string& option) const
     return option.empty() ? "" : "--ERASE ALL--";
 }
 
-std::string ExpectedBoard::DisplayMessages(const std::string& option) const
+std::string RecordModel::DisplayMessages(const std::string& option) const
 {
     return IsGuarded(option) && !IsIntact() ? kMessage : "";
 }
 
-std::string ExpectedBoard::DumpHead() const
+std::string RecordModel::DumpHead() const
 {
     std::string text = "FormatVersion    : 0x" + Digits(Number({0, 2}), 16);
     text += "\nFormatPattern    : " + Text({2, 6}, "");
@@ -236,7 +236,7 @@ std::string ExpectedBoard::DumpHead() const
     return text + "\nDateOfProduction : \nDateOfLastService: ";
 }
 
-std::string ExpectedBoard::Dump() const
+std::string RecordModel::Dump() const
 {
     std::string text = DumpHead();
     text += "\nProductType      : 0x" + Hex(fields.type, 0xFFFF);
@@ -254,36 +254,36 @@ std::string ExpectedBoard::Dump() const
 }
 
 // One for each read, and the calibration values are read twice.
-std::string ExpectedBoard::DumpMessages() const
+std::string RecordModel::DumpMessages() const
 {
     return Repeated(IsIntact() ? "" : kMessage, isVersion1 ? 15 : 34);
 }
 
-void ExpectedBoard::Format(const Bytes& formatted)
+void RecordModel::Format(const Bytes& formatted)
 {
     std::copy(formatted.begin(), formatted.end(), contents.begin());
 }
 
-void ExpectedBoard::Erase()
+void RecordModel::Erase()
 {
     std::fill_n(contents.begin(), Size(), static_cast<uint8_t>(0xFF));
 }
 
-void ExpectedBoard::StoreCrc()
+void RecordModel::StoreCrc()
 {
     uint32_t crc = Crc(contents, fields.crc.first);
     for (size_t i = 4; i-- > 0; crc >>= 8)
         contents[fields.crc.first + i] = static_cast<uint8_t>(crc);
 }
 
-void ExpectedBoard::Store(const Field& field, Bytes bytes)
+void RecordModel::Store(const Field& field, Bytes bytes)
 {
     bytes.resize(field.length, 0);
     std::copy(bytes.begin(), bytes.end(), contents.begin() + static_cast<ptrdiff_t>(field.first));
     StoreCrc();
 }
 
-ExpectedBoard::Written ExpectedBoard::WriteDate(const Field& field, const std::string& value)
+RecordModel::Written RecordModel::WriteDate(const Field& field, const std::string& value)
 {
     const auto date = ExpectedDate(value);
     if (!date)
@@ -293,7 +293,7 @@ ExpectedBoard::Written ExpectedBoard::WriteDate(const Field& field, const std::s
     return Written::kDone;
 }
 
-ExpectedBoard::Written ExpectedBoard::Write(const std::string& option, const std::string& value)
+RecordModel::Written RecordModel::Write(const std::string& option, const std::string& value)
 {
     if (option == "--productiondate" || option == "--servicedate")
         return WriteDate(fields.dates[option == "--servicedate" ? 1 : 0], value);

@@ -23,9 +23,9 @@ struct Fields
     Field crc;
 };
 
-// What a board has to show and how its part has to change, worked out from the bytes of the part
-// alone. Knows nothing of the product's code.
-class ExpectedBoard
+// What has to be shown of a part and how it has to change, worked out from its bytes alone. Knows
+// nothing of the product's code.
+class RecordModel
 {
 public:
     enum class Written
@@ -34,11 +34,11 @@ public:
         kTooShort,
     };
 
-    explicit ExpectedBoard(const Bytes& partContents);
+    explicit RecordModel(const Bytes& partContents);
 
     bool IsLoadable() const;
     bool IsIntact() const;
-    size_t Size() const; // of a part of the record's version
+    size_t Size() const; // of a part with a record of this version
 
     // Of the element with this option.
     std::string Display(const std::string& option) const;
