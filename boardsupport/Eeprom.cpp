@@ -5,6 +5,7 @@
 #include "DescriptorIo.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -90,8 +91,8 @@ bool Eeprom::IsCrcValid() const
 
 void Eeprom::RewriteCrc()
 {
-    // The seeks are not checked: one that fails shows in the transfer behind it, if at all.
-    std::array<uint8_t, kMirrorCapacity> record; // NOLINT(*-member-init): read just below
+    // The seeks are not checked: a failure shows, if at all, in the following transfer.
+    std::vector<uint8_t> record(size);
     lseek(fd, 0, SEEK_SET);
     ReadLoop(fd, record.data(), size);
 
@@ -104,7 +105,7 @@ void Eeprom::WriteVerified(int32_t position, const void* data, uint32_t length)
 {
     SeekWrite(fd, position, data, length);
 
-    std::array<uint8_t, kMirrorCapacity> readBack; // NOLINT(*-member-init): read just below
+    std::vector<uint8_t> readBack(length);
     SeekRead(fd, position, readBack.data(), length);
     const auto* written = static_cast<const uint8_t*>(data);
     if (!std::equal(written, written + length, readBack.begin()))

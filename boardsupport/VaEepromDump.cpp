@@ -44,7 +44,7 @@ void VaEeprom::DumpRecord() const
              << "dB (0x" << GetAioCalibration(i) << ")" << endl;
     }
     cout << "Crc32            : 0x" << std::hex << ReadStoredCrc() << endl;
-    cout << "valid            : " << IsCrcValid() << endl;
+    cout << "valid            : " << (IsCrcValid() ? 1 : 0) << endl;
     cout << endl;
 }
 

@@ -1,5 +1,6 @@
 #include "AssertionFailure.h"
 
+#include <csignal>
 #include <gtest/gtest.h>
 
 using vantorBoardSupport::FailAssertion;

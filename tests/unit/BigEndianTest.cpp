@@ -1,5 +1,6 @@
 #include "BigEndian.h"
 
+#include <array>
 #include <gtest/gtest.h>
 
 using vantorBoardSupport::LoadBigEndian;

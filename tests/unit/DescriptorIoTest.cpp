@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <numeric>
+#include <stdexcept>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <thread>

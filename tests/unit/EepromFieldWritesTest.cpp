@@ -3,7 +3,9 @@
 #include "MessageOf.h"
 #include "TestEeprom.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
+#include <stdexcept>
 
 using namespace vantorBoardSupport;
 

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -320,6 +321,18 @@ TEST_F(WriteField, AtANegativePositionThatWrapsTheBoundFailsInTheSeek)
     EXPECT_EQ(MessageOf<std::logic_error>([&] { eeprom.WriteField(-2, "a", 1); }),
               "Write overflow");
     EXPECT_EQ(device.Contents(), Bytes(16, 0x11));
+}
+
+TEST(WriteFieldCapacity, OfADeviceLargerThanTheMirrorIsRefusedAfterTheWrite)
+{
+    const TemporaryDevice device(Bytes(65536, 0x11));
+    TestEeprom eeprom(device.Path(), 65536, 8);
+    const Bytes field(60000, 'x');
+    EXPECT_EQ(MessageOf<std::logic_error>([&] { eeprom.WriteField(100, field.data(), 60000); }),
+              "Mirror size is not big enough ");
+    EXPECT_EQ(device.Contents(100, 60000), field);
+    EXPECT_NE(device.Contents(8, 4), Bytes(4, 0x11));
+    EXPECT_EQ(eeprom.Mirror(2049), Bytes(2049, 0));
 }
 
 TEST(WriteFieldProtected, ThrowsOnTheFirstDifferenceAndLeavesTheMirror)

@@ -2,6 +2,7 @@
 
 #include "MessageOf.h"
 
+#include <array>
 #include <gtest/gtest.h>
 #include <stdexcept>
 

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <stdexcept>
 
 namespace {
 

@@ -83,6 +83,16 @@ TEST(Dump, LeavesStandardOutputInHexadecimal)
     EXPECT_EQ(output.substr(output.size() - 4), "\n\nff");
 }
 
+TEST(Dump, ShowsTheValidityAsANumberAlsoWhereTheCallerPrintsWords)
+{
+    const RecordOnDevice part(Version2Part());
+    std::cout << std::boolalpha;
+    const std::string dump = DumpOf(part.record);
+    EXPECT_EQ(std::cout.flags() & std::ios_base::boolalpha, std::ios_base::boolalpha);
+    std::cout << std::noboolalpha;
+    EXPECT_NE(dump.find("\nvalid            : 1\n\n"), std::string::npos);
+}
+
 TEST(Dump, OfADamagedRecordReportsEveryReadOfAFieldThatExists)
 {
     const std::string invalid = "CRC invalid\n";

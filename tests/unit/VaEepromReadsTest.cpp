@@ -3,7 +3,9 @@
 #include "FormattedRecords.h"
 #include "TestRecord.h"
 
+#include <array>
 #include <gtest/gtest.h>
+#include <iostream>
 
 using namespace vantorBoardSupport;
 

@@ -4,8 +4,11 @@
 #include "MessageOf.h"
 #include "TestRecord.h"
 
+#include <array>
+#include <csignal>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <stdexcept>
 
 using namespace vantorBoardSupport;
 

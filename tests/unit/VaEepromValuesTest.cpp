@@ -5,6 +5,7 @@
 #include "TestRecord.h"
 
 #include <gtest/gtest.h>
+#include <stdexcept>
 
 using namespace vantorBoardSupport;
 
