@@ -1,5 +1,6 @@
 #include "DescriptorIo.h"
 
+#include "FailingCalls.h"
 #include "MessageOf.h"
 #include "TemporaryDevice.h"
 
@@ -202,6 +203,21 @@ TEST(ReadLoop, AnInterruptedCallIsRepeated)
     }
     lateWriter.join();
     EXPECT_EQ(received, 'x');
+}
+
+TEST(DescriptorIo, CallsThatAreInterruptedOrNotReadyAreRepeatedWithoutLimit)
+{
+    const Descriptor zeros(open("/dev/zero", O_RDWR));
+    for (const int error : {EINTR, EAGAIN}) {
+        char byte = 'x';
+        {
+            const FailingCalls calls(Call::kRead, 0, 1000000, error);
+            EXPECT_NO_THROW(ReadLoop(zeros.fd, &byte, 1)) << error;
+        }
+        EXPECT_EQ(byte, '\0');
+        const FailingCalls calls(Call::kWrite, 0, 1000000, error);
+        EXPECT_NO_THROW(WriteLoop(zeros.fd, &byte, 1)) << error;
+    }
 }
 
 TEST(WriteLoop, OnADescriptorThatIsNotOpenThrowsTheSystemsErrorBehindADoubledColon)

@@ -160,6 +160,16 @@ TEST_F(FieldWrites, AnEmptySerialNumberClearsTheField)
     ExpectOnlyField(50, Bytes(13, 0));
 }
 
+TEST_F(FieldWrites, BlanksOfATextAreStored)
+{
+    EXPECT_EQ(eeprom.WriteSerialNumber(" S  "), 0);
+    EXPECT_EQ(eeprom.WritePcbSerialNumber(" P  "), 0);
+    EXPECT_EQ(eeprom.WritePcbRev(" R "), 0);
+    EXPECT_EQ(device.Contents(50, 5), BytesOf(" S  ") + Bytes(1, 0));
+    EXPECT_EQ(device.Contents(37, 5), BytesOf(" P  ") + Bytes(1, 0));
+    EXPECT_EQ(device.Contents(5, 3), BytesOf(" R "));
+}
+
 TEST_F(FieldWrites, ASerialNumberOf14CharactersIsRefused)
 {
     EXPECT_EQ(eeprom.WriteSerialNumber("12345678901234"), -1);

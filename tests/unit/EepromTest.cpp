@@ -1,6 +1,7 @@
 #include "Eeprom.h"
 
 #include "Crc32.h"
+#include "FailingCalls.h"
 #include "MessageOf.h"
 #include "TestEeprom.h"
 
@@ -230,6 +231,14 @@ TEST(RefreshMirrorFailure, OfTheSeekThrowsItsSystemError)
               std::string("Error seek file descriptor: ") + strerror(EBADF));
 }
 
+TEST_F(RefreshMirror, ThatFailsLeavesTheMirrorAsItIs)
+{
+    eeprom.mirror.fill(0x33);
+    const FailingCalls calls(Call::kRead, 0, 1, EIO);
+    EXPECT_EQ(ErrnoOf([&] { eeprom.RefreshMirror(); }), EIO);
+    EXPECT_EQ(eeprom.Mirror(2048), Bytes(2048, 0x33));
+}
+
 TEST_F(RefreshMirror, OfADeviceShorterThanItsSizeThrows)
 {
     eeprom.size = 17;
@@ -358,6 +367,24 @@ TEST(WriteFieldFailure, OfTheWriteThrowsItsSystemErrorAndLeavesTheMirror)
     EXPECT_EQ(eeprom.Mirror(2048), Bytes(2048, 0x33));
 }
 
+// The calls of a field write: write, read back; read all, write the CRC; read all into the mirror.
+TEST_F(WriteField, ThatFailsInAnyCallThrowsItsErrorAndLeavesTheMirror)
+{
+    eeprom.mirror.fill(0x33);
+    const auto fieldWritten = [this](Call call, long passing) {
+        device.Overwrite(0, Bytes(16, 0x11));
+        const FailingCalls calls(call, passing, 1, EIO);
+        EXPECT_EQ(ErrnoOf([&] { eeprom.WriteField(2, "abc", 3); }), EIO);
+        EXPECT_EQ(eeprom.Mirror(2048), Bytes(2048, 0x33));
+        return Bytes{device.Contents()[2], device.Contents()[8]};
+    };
+    EXPECT_EQ(fieldWritten(Call::kWrite, 0), (Bytes{0x11, 0x11}));
+    EXPECT_EQ(fieldWritten(Call::kRead, 0), (Bytes{'a', 0x11}));
+    EXPECT_EQ(fieldWritten(Call::kRead, 1), (Bytes{'a', 0x11}));
+    EXPECT_EQ(fieldWritten(Call::kWrite, 1), (Bytes{'a', 0x11}));
+    EXPECT_EQ(fieldWritten(Call::kRead, 2), (Bytes{'a', ExpectedCrc()[0]}));
+}
+
 TEST_F(Erase, SetsEveryByteToAllOnesAndLeavesCrcAndMirror)
 {
     ASSERT_EQ(eeprom.WriteField(0, "abc", 3), 0);
@@ -383,9 +410,11 @@ TEST_F(Erase, TouchesNothingBehindTheDevicesSize)
 TEST(EraseFailure, OfAProtectedDeviceIsOneLineOnStandardErrorAndReturns)
 {
     TestEeprom eeprom(kProtectedDevice, 16, 8);
+    eeprom.mirror.fill(0x33);
     testing::internal::CaptureStderr();
     eeprom.Erase();
     EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string(kVerifyText) + "\n");
+    EXPECT_EQ(eeprom.Mirror(2048), Bytes(2048, 0x33));
 }
 
 TEST(EraseFailure, OfTheSeekOrWriteIsOneLineOnStandardErrorAndReturns)

@@ -236,6 +236,16 @@ TEST_F(Reads, OfTextsEndAtTheFirstZeroByte)
     EXPECT_EQ(record.GetPcbRev(), "");
 }
 
+TEST_F(Reads, OfTextsKeepTheirBlanks)
+{
+    record.WriteHardwareRev(" H ");
+    record.WriteSerialNumber(" S  ");
+    record.WritePcbSerialNumber(" P  ");
+    EXPECT_EQ(record.GetHardwareRev(), " H ");
+    EXPECT_EQ(record.ReadSerialNumber(), " S  ");
+    EXPECT_EQ(record.GetPcbSerialNumber(), " P  ");
+}
+
 TEST_F(Reads, OfAPcbSerialNumberTakeTheWidthOfTheVersion)
 {
     const std::string full = "123456789012345678901234567890123456";

@@ -1,5 +1,6 @@
 #include "VaEeprom.h"
 
+#include "FailingCalls.h"
 #include "FormattedRecords.h"
 #include "MessageOf.h"
 #include "TestRecord.h"
@@ -60,7 +61,7 @@ TEST(BringUp, OfVersion1TakesItsLayoutAndLoads128Bytes)
 
 TEST(BringUp, OfEveryOtherVersionTakesVersion2AndLoads2048Bytes)
 {
-    for (const uint32_t word : {0x0002U, 0x0000U, 0xFFFFU, 0x1234U, 0x0100U, 0x0003U}) {
+    for (const uint32_t word : {0x0002U, 0x0000U, 0xFFFFU, 0x1234U, 0x0100U, 0x0101U, 0x0003U}) {
         testing::internal::CaptureStderr();
         const RecordOnDevice part(
             Part(4096, static_cast<uint8_t>(word >> 8), static_cast<uint8_t>(word)));
@@ -172,6 +173,22 @@ TEST(Format, OfAProtectedPartThrowsAndKeepsTheNewLayout)
     EXPECT_EQ(MessageOf<std::logic_error>([&] { record.Format(1); }),
               "write verified error (write protected?)");
     ExpectLayout(record, 1);
+}
+
+TEST(Format, ThatFailsInAnyWriteThrowsItsErrorAndKeepsTheNewLayout)
+{
+    for (const uint32_t version : {1U, 2U}) {
+        // Each write of a field is one of the CRC, too.
+        const long writes = 2 * (version == 1 ? 16 : 19);
+        for (long passing = 0; passing <= writes; ++passing) {
+            RecordOnDevice part(Bytes(2048, 0xAB));
+            part.record.SelectLayout(3 - version);
+            const FailingCalls calls(Call::kWrite, passing, 1, EIO);
+            EXPECT_EQ(ErrnoOf([&] { part.record.Format(version); }), passing < writes ? EIO : -1)
+                << passing;
+            ExpectLayout(part.record, version);
+        }
+    }
 }
 
 TEST(Format, IsReachedThroughTheBareDevice)
