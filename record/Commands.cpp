@@ -193,7 +193,7 @@ std::string generalHelp()
 
 std::string commandHelp(const Command& command)
 {
-    return "Usage: " + synopsis(command) + command.purpose + "\n\n" + optionHelp(command.syntax) +
+    return synopsis(command) + "\n" + command.purpose + "\n\n" + optionHelp(command.syntax) +
            fieldHelp();
 }
 

@@ -23,10 +23,10 @@ struct OptionRow
 
 constexpr OptionRow kOptions[] = {
     {'d', "device", "PATH", "the part, or a file of 128 or 2048 bytes in its place"},
-    {'w', "wait", "SECONDS", "how long to wait for the lock, 0 to 86400; 10 if not given"},
+    {'w', "wait", "SECONDS", "how long to wait for the lock (0 to 86400; default 10)"},
     {'D', "damaged", nullptr, "print what is left of a damaged record, too"},
     {'s', "set", "FIELD=VALUE", "put VALUE in the place of what DOCUMENT says"},
-    {'f', "format", nullptr, "give the fields that are not named the values of a fresh record"},
+    {'f', "format", nullptr, "give what is not named the values of a fresh record"},
     {'n', "dry-run", nullptr, "say what would be written, and write nothing"},
     {'j', "json", nullptr, "report as one JSON object on one line"},
     {'o', nullptr, "FILE", "where the image goes; - is standard output"},
