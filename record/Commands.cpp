@@ -8,6 +8,10 @@
 #include "ShownText.h"
 #include "WritePlan.h"
 
+#include <optional>
+#include <string>
+#include <vector>
+
 namespace kestrelRecord {
 
 namespace {

@@ -13,26 +13,6 @@ namespace {
 constexpr char kHelp = 'h';
 constexpr const char* kShortOptions = "no"; // the others have long names only
 
-struct OptionRow
-{
-    char letter;
-    const char* name; // without a short name's "-", null if there is no long name
-    const char* argument;
-    const char* help;
-};
-
-constexpr OptionRow kOptions[] = {
-    {'d', "device", "PATH", "the part, or a file of 128 or 2048 bytes in its place"},
-    {'w', "wait", "SECONDS", "how long to wait for the lock (0 to 86400; default 10)"},
-    {'D', "damaged", nullptr, "print what is left of a damaged record, too"},
-    {'s', "set", "FIELD=VALUE", "put VALUE in the place of what DOCUMENT says"},
-    {'f', "format", nullptr, "give what is not named the values of a fresh record"},
-    {'n', "dry-run", nullptr, "say what would be written, and write nothing"},
-    {'j', "json", nullptr, "report as one JSON object on one line"},
-    {'o', nullptr, "FILE", "where the image goes; - is standard output"},
-    {'h', "help", nullptr, "print this text"},
-};
-
 [[noreturn]] void refuse(const std::string& message)
 {
     throw Failure(Status::kUsage, message);
@@ -41,11 +21,6 @@ constexpr OptionRow kOptions[] = {
 bool has(const char* letters, char letter)
 {
     return strchr(letters, letter) != nullptr;
-}
-
-bool has(const CommandSyntax& syntax, const OptionRow& row)
-{
-    return has(syntax.options, row.letter) || row.letter == kHelp;
 }
 
 std::chrono::seconds secondsFrom(const std::string& text)
@@ -68,6 +43,41 @@ Setting settingFrom(const std::string& text)
     return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
+struct OptionRow
+{
+    char letter;
+    const char* name; // long, null if there is none
+    const char* argument;
+    const char* help;
+    void (*apply)(Options& options, const char* argument);
+};
+
+constexpr OptionRow kOptions[] = {
+    {'d', "device", "PATH", "the part, or a file of 128 or 2048 bytes in its place",
+     [](Options& options, const char* path) { options.device = path; }},
+    {'w', "wait", "SECONDS", "how long to wait for the lock (0 to 86400; default 10)",
+     [](Options& options, const char* seconds) { options.wait = secondsFrom(seconds); }},
+    {'D', "damaged", nullptr, "print what is left of a damaged record, too",
+     [](Options& options, const char*) { options.damaged = true; }},
+    {'s', "set", "FIELD=VALUE", "put VALUE in the place of what DOCUMENT says",
+     [](Options& options, const char* text) { options.settings.push_back(settingFrom(text)); }},
+    {'f', "format", nullptr, "give what is not named the values of a fresh record",
+     [](Options& options, const char*) { options.format = true; }},
+    {'n', "dry-run", nullptr, "say what would be written, and write nothing",
+     [](Options& options, const char*) { options.dryRun = true; }},
+    {'j', "json", nullptr, "report as one JSON object on one line",
+     [](Options& options, const char*) { options.json = true; }},
+    {'o', nullptr, "FILE", "where the image goes; - is standard output",
+     [](Options& options, const char* file) { options.output = file; }},
+    {kHelp, "help", nullptr, "print this text",
+     [](Options& options, const char*) { options.help = true; }},
+};
+
+bool has(const CommandSyntax& syntax, const OptionRow& row)
+{
+    return has(syntax.options, row.letter) || row.letter == kHelp;
+}
+
 void addOperand(Options& options, Operands operands, const std::string& text)
 {
     if (operands == Operands::kDocument) {
@@ -81,35 +91,11 @@ void addOperand(Options& options, Operands operands, const std::string& text)
     }
 }
 
-void addOption(Options& options, int letter, const char* argument)
+void addOption(Options& options, char letter, const char* argument)
 {
-    switch (letter) {
-    case 'd':
-        options.device = argument;
-        break;
-    case 'w':
-        options.wait = secondsFrom(argument);
-        break;
-    case 'D':
-        options.damaged = true;
-        break;
-    case 's':
-        options.settings.push_back(settingFrom(argument));
-        break;
-    case 'f':
-        options.format = true;
-        break;
-    case 'n':
-        options.dryRun = true;
-        break;
-    case 'j':
-        options.json = true;
-        break;
-    case 'o':
-        options.output = argument;
-        break;
-    default:
-        options.help = true;
+    for (const OptionRow& row : kOptions) {
+        if (row.letter == letter)
+            row.apply(options, argument);
     }
 }
 
@@ -163,30 +149,43 @@ void checkOperands(const Options& options, const CommandSyntax& syntax)
         refuse("-o FILE is missing");
 }
 
+// What getopt_long is told.
+struct Scan
+{
+    const CommandSyntax& syntax;
+    std::vector<option> longs = longOptions(syntax);
+    std::string shorts = shortOptions(syntax);
+};
+
+// False at the end of the options.
+bool addNext(Options& options, const Scan& scan, int argc, char* argv[])
+{
+    const char* const argument = argv[optind == 0 ? 1 : optind];
+    int index = -1;
+    const int letter = getopt_long(argc, argv, scan.shorts.c_str(), scan.longs.data(), &index);
+    if (letter == -1)
+        return false;
+    if (letter == '?')
+        refuseOption(argument);
+    if (letter == ':')
+        refuse(shownShort(argument) + " needs a value");
+    if (index >= 0)
+        checkWholeName(argument, scan.longs[static_cast<size_t>(index)]);
+    if (letter == 1)
+        addOperand(options, scan.syntax.operands, optarg);
+    else
+        addOption(options, static_cast<char>(letter), optarg);
+    return !options.help;
+}
+
 } // namespace
 
 Options parseOptions(const CommandSyntax& syntax, int argc, char* argv[])
 {
-    const std::vector<option> longs = longOptions(syntax);
-    const std::string shorts = shortOptions(syntax);
+    const Scan scan{syntax};
     Options options;
     optind = 0; // starts anew
-    while (!options.help) {
-        const char* const argument = argv[optind == 0 ? 1 : optind];
-        int index = -1;
-        const int letter = getopt_long(argc, argv, shorts.c_str(), longs.data(), &index);
-        if (letter == -1)
-            break;
-        if (letter == '?')
-            refuseOption(argument);
-        if (letter == ':')
-            refuse(shownShort(argument) + " needs a value");
-        if (index >= 0)
-            checkWholeName(argument, longs[static_cast<size_t>(index)]);
-        if (letter == 1)
-            addOperand(options, syntax.operands, optarg);
-        else
-            addOption(options, letter, optarg);
+    while (addNext(options, scan, argc, argv)) {
     }
     for (int i = optind; i < argc && !options.help; ++i)
         addOperand(options, syntax.operands, argv[i]);

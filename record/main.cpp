@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <string>
 
 using namespace kestrelRecord;
 
