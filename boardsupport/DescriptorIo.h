@@ -16,7 +16,7 @@ namespace vantorBoardSupport {
 void WriteLoop(int fd, const void* data, size_t count);
 void ReadLoop(int fd, void* destination, size_t count);
 
-// The same, from position bytes behind the start of the device. A failed seek throws
+// The same, starting at byte position of the device. A failed seek throws
 // std::system_error and transfers nothing.
 void SeekWrite(int fd, int32_t position, const void* data, size_t count);
 void SeekRead(int fd, int32_t position, void* destination, size_t count);

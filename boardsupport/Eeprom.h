@@ -85,8 +85,8 @@ public:
         return WriteField(position, bytes.data(), bytes.size());
     }
 
-    // Sets every byte of the device to 0xFF and verifies it. Failures do not leave: their text
-    // goes to standard error as a line. Neither the CRC nor the mirror nor the layout follows.
+    // Sets every byte of the device to 0xFF and verifies it. Does not throw; prints the failure
+    // as a line on standard error. The CRC is not rewritten; mirror and layout stay as they are.
     void Erase();
 
     // The typed writes below return 0 when the field was written, and -1, silently and with

@@ -3,6 +3,7 @@
 #include "AssertionFailure.h"
 
 #include <algorithm>
+#include <array>
 #include <stdexcept>
 
 namespace vantorBoardSupport {

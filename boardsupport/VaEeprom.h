@@ -89,7 +89,7 @@ public:
     // EepromTest. Throws std::logic_error for any other number, with nothing printed.
     void RunI2cSubmode(int32_t submode) const;
 
-    // Reads every field 10000 times from the mirror, with a pause of a millisecond behind each
+    // Reads every field 10000 times from the mirror, with a pause of a millisecond after each
     // pass, and counts the passes down on standard output. Only the end of the process stops it.
     void EepromTest() const;
 

@@ -18,7 +18,7 @@ public:
     // Reads the value again. The item shows the former one until ShowValue.
     void ReadValue();
 
-    // Makes the item anew and returns it; the line keeps it. The item shows a value of at most
+    // Makes a new item and returns it; the line owns it. The item shows a value of at most
     // width characters. The menu must not have the former item any more. Throws std::bad_alloc.
     ITEM* MakeItem(size_t width);
 

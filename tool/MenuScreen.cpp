@@ -245,7 +245,7 @@ void Screen::refreshMenuValues()
     for (const auto& line : lines)
         line->ShowValue();
 
-    // The library draws an item anew only when the current item moves onto it or away from it.
+    // The library redraws an item only when the current item moves onto it or away from it.
     const int current = item_index(current_item(menu.get()));
     menu_driver(menu.get(), REQ_FIRST_ITEM);
     for (size_t i = 0; i < lines.size(); ++i)

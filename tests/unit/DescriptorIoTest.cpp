@@ -220,7 +220,7 @@ TEST(DescriptorIo, CallsThatAreInterruptedOrNotReadyAreRepeatedWithoutLimit)
     }
 }
 
-TEST(WriteLoop, OnADescriptorThatIsNotOpenThrowsTheSystemsErrorBehindADoubledColon)
+TEST(WriteLoop, OnADescriptorThatIsNotOpenThrowsTheSystemsErrorAfterADoubledColon)
 {
     const auto call = [] { WriteLoop(-1, "x", 1); };
     EXPECT_EQ(MessageOf<std::system_error>(call),
@@ -228,7 +228,7 @@ TEST(WriteLoop, OnADescriptorThatIsNotOpenThrowsTheSystemsErrorBehindADoubledCol
     EXPECT_EQ(ErrnoOf(call), EBADF);
 }
 
-TEST(ReadLoop, OnADescriptorThatIsNotOpenThrowsTheSystemsErrorBehindADoubledColon)
+TEST(ReadLoop, OnADescriptorThatIsNotOpenThrowsTheSystemsErrorAfterADoubledColon)
 {
     char byte = 0;
     const auto call = [&] { ReadLoop(-1, &byte, 1); };

@@ -30,7 +30,7 @@ protected:
         eeprom.serialPos = 50;
     }
 
-    // The field was written, nothing else in front of the CRC was, and CRC and mirror follow.
+    // The field was written, nothing else before the CRC was, and CRC and mirror follow.
     void ExpectOnlyField(uint32_t position, const Bytes& field) const
     {
         const Bytes all = device.Contents();
@@ -147,7 +147,7 @@ TEST_F(FieldWrites, ASerialNumberThatFillsItsFieldHasNoTerminator)
     ExpectOnlyField(50, BytesOf("1234567890ABC"));
 }
 
-TEST_F(FieldWrites, AShorterSerialNumberLeavesZerosBehindIt)
+TEST_F(FieldWrites, AShorterSerialNumberLeavesZerosAfterIt)
 {
     EXPECT_EQ(eeprom.WriteSerialNumber("1234567890ABC"), 0);
     EXPECT_EQ(eeprom.WriteSerialNumber("xyz"), 0);
@@ -182,7 +182,7 @@ TEST_F(FieldWrites, APcbSerialNumberThatFillsItsFieldHasNoTerminator)
     ExpectOnlyField(37, BytesOf("abcdefghijkl"));
 }
 
-TEST_F(FieldWrites, AShorterPcbSerialNumberLeavesZerosBehindIt)
+TEST_F(FieldWrites, AShorterPcbSerialNumberLeavesZerosAfterIt)
 {
     EXPECT_EQ(eeprom.WritePcbSerialNumber("abcdefghijkl"), 0);
     EXPECT_EQ(eeprom.WritePcbSerialNumber("Z"), 0);
@@ -241,7 +241,7 @@ TEST(FieldWritesProtected, ThrowTheVerificationError)
               "write verified error (write protected?)");
 }
 
-TEST(FieldWritesProtected, OfATextBehindItsClearedFieldThrowAndLeaveTheMirrorCleared)
+TEST(FieldWritesProtected, OfATextAfterItsClearedFieldThrowAndLeaveTheMirrorCleared)
 {
     // Clearing is not noticed where everything is zero; the text is.
     TestEeprom eeprom("/dev/zero", 128, 100);

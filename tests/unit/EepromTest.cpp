@@ -77,7 +77,7 @@ TEST_F(Open, ReturnsTheDescriptorOfTheDeviceForReadingAndWriting)
     const int fd = other.Open();
     EXPECT_GT(fd, 0);
     EXPECT_EQ(fd, other.fd);
-    EXPECT_EQ(fcntl(fd, F_GETFL) & (O_ACCMODE | O_APPEND | O_NONBLOCK), O_RDWR);
+    EXPECT_EQ(fcntl(fd, F_GETFL) & (O_ACCMODE | O_APPEND | O_NONBLOCK | O_SYNC), O_RDWR);
 }
 
 TEST_F(Open, AsDescriptorZeroIsNoFailure)
@@ -92,7 +92,7 @@ TEST_F(Open, AsDescriptorZeroIsNoFailure)
     close(standardInput);
 }
 
-TEST(OpenFailure, OfAMissingPathThrowsTheSystemsTextBehindASingleColonAndLeavesMinusOne)
+TEST(OpenFailure, OfAMissingPathThrowsTheSystemsTextAfterASingleColonAndLeavesMinusOne)
 {
     TestEeprom eeprom;
     eeprom.SetPath("/nowhere/eeprom");
@@ -246,7 +246,7 @@ TEST_F(RefreshMirror, OfADeviceShorterThanItsSizeThrows)
               "Error reading from file descriptor. No bytes read:");
 }
 
-TEST_F(IsCrcValid, ComparesTheMirrorsRecordWithTheBigEndianWordBehindIt)
+TEST_F(IsCrcValid, ComparesTheMirrorsRecordWithTheBigEndianWordAfterIt)
 {
     eeprom.crcPos = 9;
     memcpy(eeprom.mirror.data(), "123456789\xCB\xF4\x39\x26", 13);
@@ -278,7 +278,7 @@ TEST_F(RewriteCrc, StoresTheCrcOfTheDeviceBigEndianAndLeavesTheMirror)
     EXPECT_EQ(eeprom.Mirror(16), Bytes(16, 0));
 }
 
-TEST(RewriteCrcFailure, OfTheSeekSurfacesInTheReadBehindIt)
+TEST(RewriteCrcFailure, OfTheSeekSurfacesInTheReadAfterIt)
 {
     TestEeprom eeprom;
     eeprom.size = 16;
@@ -400,7 +400,7 @@ TEST_F(Erase, SetsEveryByteToAllOnesAndLeavesCrcAndMirror)
     EXPECT_FALSE(eeprom.IsCrcValid());
 }
 
-TEST_F(Erase, TouchesNothingBehindTheDevicesSize)
+TEST_F(Erase, TouchesNothingPastTheDevicesSize)
 {
     eeprom.size = 12;
     eeprom.Erase();

@@ -80,7 +80,7 @@ TEST(ParseDate, LooksNeitherAtSeparatorsNorAtWhatFollows)
     EXPECT_EQ(PartsOf(ParseDate("2026-11-15 10:42:09 and more")), expected);
 }
 
-TEST(ParseDate, APairThatIsNoNumberIsZeroAndASignIsTaken)
+TEST(ParseDate, APairThatIsNotANumberIsZeroAndASignIsTaken)
 {
     EXPECT_EQ(PartsOf(ParseDate("xxxx-yy-zz  1:-1:+2")), (Parts{0, 0, 0, 0, 1, 255, 2}));
 }

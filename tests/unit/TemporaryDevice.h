@@ -24,7 +24,7 @@ public:
     Bytes Contents() const;
     Bytes Contents(uint32_t first, uint32_t count) const;
 
-    // Changes bytes behind the back of whoever has the file open.
+    // Changes bytes without those who have the file open knowing.
     void Overwrite(uint32_t first, const Bytes& bytes) const;
 
 private:

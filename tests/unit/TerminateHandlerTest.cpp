@@ -39,7 +39,7 @@ TEST(TerminateHandlerDeathTest, DropsWhatWasNotWrittenOutYet)
     EXPECT_EQ(output.Contents(), Bytes());
 }
 
-TEST(TerminateHandlerDeathTest, KnowsNoReasonOfWhatIsNoStandardException)
+TEST(TerminateHandlerDeathTest, PrintsUnknownErrorForWhatIsNotAStandardException)
 {
     EXPECT_EXIT(EndBy(1), testing::ExitedWithCode(4), "^program: unknown error\n$");
 }

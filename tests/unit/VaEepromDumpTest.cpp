@@ -4,6 +4,7 @@
 #include "VaEeprom.h"
 
 #include "BigEndian.h"
+#include "FlushedOutput.h"
 #include "FormattedRecords.h"
 #include "TestRecord.h"
 
@@ -81,6 +82,17 @@ TEST(Dump, LeavesStandardOutputInHexadecimal)
     std::cout << std::dec;
     const std::string output = testing::internal::GetCapturedStdout();
     EXPECT_EQ(output.substr(output.size() - 4), "\n\nff");
+}
+
+TEST(Dump, WritesOutEachOfIts29Lines)
+{
+    const RecordOnDevice part(Version2Part());
+    const FlushedOutput output;
+    part.record.DumpRecord();
+    std::cout << std::dec;
+    ASSERT_EQ(output.pieces.size(), 29U);
+    for (const std::string& line : output.pieces)
+        EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
 }
 
 TEST(Dump, ShowsTheValidityAsANumberAlsoWhereTheCallerPrintsWords)

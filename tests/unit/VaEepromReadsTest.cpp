@@ -11,7 +11,7 @@ using namespace vantorBoardSupport;
 
 namespace {
 
-constexpr int32_t kBeyond = 5000; // behind every part
+constexpr int32_t kBeyond = 5000; // past the end of every part
 
 template <typename Read> std::string ErrorsOf(Read read)
 {
@@ -174,7 +174,7 @@ TEST_F(Reads, OfAbsentFieldsGiveTheFailureValueWithoutMessageAndWithoutCrcCheck)
     EXPECT_EQ(errors, "");
 }
 
-TEST(ReadsOfVersion1, FindTheBlockBehindTheCrc)
+TEST(ReadsOfVersion1, FindTheBlockAfterTheCrc)
 {
     RecordOnDevice part(FormattedVersion1());
     EXPECT_EQ(part.record.WriteBlock8({1, 2, 3, 4, 5, 6, 7, 8}), 0);

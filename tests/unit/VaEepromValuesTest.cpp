@@ -74,7 +74,7 @@ TEST_F(Values, AMacIndexAbove5ReadsAsZerosUncheckedAndIsNotWritten)
     ExpectUntouched();
 }
 
-TEST_F(Values, ATextThatIsNoMacIsRefused)
+TEST_F(Values, ATextThatIsNotAMacIsRefused)
 {
     for (const char* text : {"", "02-a5-5e-00-00-01", "02:a5:5e:00:00:0", "02:a5:5e:00:00:011"}) {
         EXPECT_EQ(record.SetMacFromText(0, text), -1) << text;
@@ -218,7 +218,7 @@ TEST_F(Values, AnAriWithAnyOtherBitChangedIsRefused)
     ExpectUntouched();
 }
 
-TEST_F(Values, TheAriFailsWithAValueThatIsNone)
+TEST_F(Values, TheAriFailsWithAValueThatIsNotAnAri)
 {
     Damage();
     EXPECT_EQ(record.GetAri(), 14598429);
