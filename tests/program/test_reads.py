@@ -73,10 +73,3 @@ def test_texts_end_at_the_first_zero_byte(make_sandbox):
     assert sandbox.read("--hardware_rev") == b"A"
     sandbox.image = records.with_field(V2, "--ser_num", b"\0hidden")
     assert sandbox.read("--ser_num") == b""
-
-
-def test_texts_that_fill_their_field_are_read_whole(make_sandbox):
-    sandbox = make_sandbox(records.with_field(V2, "--pcb_ser_num", b"x" * 36))
-    assert sandbox.read("--pcb_ser_num") == b"x" * 36
-    sandbox.image = records.with_field(V1, "--pcb_ser_num", b"y" * 12)
-    assert sandbox.read("--pcb_ser_num") == b"y" * 12

@@ -142,14 +142,3 @@ def test_the_dump_of_a_filled_record_prints_the_values(make_sandbox):
         sandbox.write(element.option, element.typed)
     sandbox.write("--pcb_ser_num", "PCB-0123456789-0123456789-0123456789")
     assert sandbox.run("--raw") == (0, records.text("dump-filled-v2.txt"), b"")
-
-
-def test_a_version_1_record_survives_a_round_through_version_2(make_sandbox):
-    sandbox = make_sandbox(records.BLANK_V2)
-    for command, version in [("--format_v1", b"1"), ("--format_v2", b"2"), ("--format_v1", b"1")]:
-        assert sandbox.run(command) == DONE
-        assert sandbox.read("--version") == version
-        for element in elements.VALUES:
-            sandbox.write(element.option, element.typed)
-            assert sandbox.read(element.option) == element.show(element.stored).encode()
-        assert sandbox.read("--valid") == b"1"
