@@ -63,11 +63,11 @@ KINDS = {
 }
 
 
-def fault_at(number, call, kind, in_a_row, asked):
+def fault_at(number, call, kind, in_a_row, asked, kinds=KINDS):
     """The fault in the given call and those after it; None where the command makes fewer."""
     if number > len(asked):
         return None
-    value = KINDS[kind][2]
+    value = kinds[kind][2]
     if kind.startswith("E"):
         return Fault(call, number, number + in_a_row - 1, error=value)
     claimed = {ALL: asked[number - 1], MORE: asked[number - 1] + 1}.get(value, value)

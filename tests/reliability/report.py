@@ -5,6 +5,10 @@ from pathlib import Path
 
 import crash_sweep
 import fault_sweep
+import record_crash
+import record_sweep
+import record_torn
+import record_writers
 import two_writers
 
 
@@ -29,6 +33,22 @@ def main():
     print(
         f"{two_writers.ROUNDS} rounds without, all elements written and now and then a stale CRC."
     )
+
+    report_record(program)
+
+
+def report_record(program):
+    """The same of kestrel-record, which is beside kestrel."""
+    record = program.with_name("kestrel-record")
+    print()
+    table("fault in kestrel-record", {**record_sweep.run(record), **record_torn.run(record)})
+    table("signal to kestrel-record", record_crash.run(record))
+    for with_kestrel in (False, True):
+        met = record_writers.run(program, with_kestrel)["met"]
+        assert met >= record_writers.ROUNDS / 2, f"only {met} rounds in which they met"
+    print(f"Writers of different fields by kestrel-record at once: {record_writers.ROUNDS} rounds,")
+    print(f"and {record_writers.ROUNDS} with flock and kestrel among them: all written, the record")
+    print("intact at every read.")
 
 
 main()

@@ -18,7 +18,8 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 GUEST = ROOT / "tests/vm/guest"
-PROGRAMS = [ROOT / "build/release" / program for program in ("kestrel", "kestrel-boardtest")]
+NAMES = ["kestrel", "kestrel-boardtest", "kestrel-record"]
+PROGRAMS = [ROOT / "build/release" / name for name in NAMES]
 MACHINES = ROOT / "build/machine"
 KERNEL = MACHINES / "kernel"
 KERNEL_FILES = [
@@ -82,7 +83,8 @@ def make_system(root):
     for folder in ("bin", "modules", "proc", "sys", "dev", "tmp"):
         (root / folder).mkdir(parents=True)
     root.chmod(0o755)
-    programs = [shutil.which("inputattach"), KERNEL / "udevadm", *PROGRAMS]
+    tools = [shutil.which("flock"), shutil.which("inputattach"), KERNEL / "udevadm"]
+    programs = [*tools, *PROGRAMS]
     for file in [*GUEST.iterdir(), "/bin/busybox", *programs]:
         shutil.copy(file, root / "bin")
     for name in ("init", "welcome"):

@@ -15,6 +15,7 @@ import pexpect
 import pyte
 import pytest
 from conftest import DEVICE, Sandbox, Result
+from faulty_chip import FaultyChip
 from terminal import Terminal
 
 ROOT = Path(__file__).parents[2]
@@ -174,6 +175,12 @@ def boot(factory, *options):
 @pytest.fixture(scope="session")
 def machine(tmp_path_factory):
     yield from boot(tmp_path_factory)
+
+
+@pytest.fixture(scope="session")
+def faulty_chip(machine):
+    """The chip at the end of the third serial line, on the bus that "bus taos" makes."""
+    return FaultyChip(connect(machine.directory / "bus", time.monotonic() + 10))
 
 
 @pytest.fixture(scope="session")

@@ -1,11 +1,8 @@
 """What the kernel's driver does that a plain file does not, and how the commands end then."""
 
-import time
-
 import pytest
 import records
-from faulty_chip import FaultyChip
-from machine import EEPROM, connect
+from machine import EEPROM
 from test_failures import COMMANDS, NO_BYTES, VERIFY
 
 NEW_DEVICE = "/sys/bus/i2c/devices/i2c-0/new_device"
@@ -98,16 +95,16 @@ def test_a_descriptor_of_a_removed_part_is_dead_even_when_the_part_comes_back(ma
 
 
 @pytest.fixture(scope="module")
-def faulty_chip(machine):
+def chip_on_bus(faulty_chip, machine):
     """A chip of 128 bytes on another bus, shared by the tests of faults."""
-    chip = FaultyChip(connect(machine.directory / "bus", time.monotonic() + 10))
+    faulty_chip.repair()
     machine.do(f"bus taos; echo 24c01 0x50 >{NEW_DEVICE}")
-    yield chip
+    yield
     machine.do("bus stub; part 2048")
 
 
 @pytest.fixture
-def chip(faulty_chip, machine):
+def chip(faulty_chip, chip_on_bus, machine):
     """The chip in order, with a formatted record, and kestrel to meet it."""
     faulty_chip.repair()
     faulty_chip.contents[:] = V1
