@@ -284,8 +284,9 @@ def test_a_sandbox_returns_the_commands_status():
 
 
 def test_a_sandbox_has_the_release_build_on_the_path():
-    done = in_sandbox("sh", "-c", "command -v kestrel")
-    assert done.stdout.decode() == f"{ROOT}/build/release/kestrel\n"
+    done = in_sandbox("sh", "-c", "command -v kestrel; command -v kestrel-record")
+    release = f"{ROOT}/build/release"
+    assert done.stdout.decode() == f"{release}/kestrel\n{release}/kestrel-record\n"
 
 
 def test_a_sandbox_without_a_command_is_a_shell():
