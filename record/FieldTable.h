@@ -24,7 +24,7 @@ struct Field
     ValueText (*check)(const json_t*);
     const char* rule; // continues "must be "
     std::string (*read)(const MemoryRecord&);
-    int32_t (*set)(MemoryRecord&, const std::string& value); // 0, or -1 if refused
+    int32_t (*set)(MemoryRecord&, const std::string& value); // 0, or -1 if refused or absent
 };
 
 // All fields, in the order in which a document is printed. A new field is a new row.

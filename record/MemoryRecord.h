@@ -9,7 +9,7 @@
 namespace kestrelRecord {
 
 // The formatted bytes of a part: all 128 of the small one, the first 255 of the 2048 of the
-// large one. No format version has a field behind them.
+// large one. No format version has a field after them.
 using PartBytes = std::vector<uint8_t>;
 
 constexpr size_t kSmallPartBytes = 128;

@@ -10,8 +10,8 @@
 
 namespace kestrelRecord {
 
-// How a command came out. Where nothing was compared, nothing differs, also in a report on an
-// error.
+// What a command did. As long as nothing was compared, nothing differs: changed is empty, and
+// before and after are empty objects.
 struct Report
 {
     std::string result; // "written", "valid", ...
@@ -24,7 +24,8 @@ struct Report
 // The keys that differ with both values, and the result as the last line.
 std::string reportAsLines(const Report& report);
 
-// One JSON object on one line. The values are those of a document.
+// One JSON object on one line, its keys always in the same order. The values are those of a
+// document.
 std::string reportAsJson(const Report& report);
 
 // One line for standard error.
