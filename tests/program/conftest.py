@@ -163,9 +163,11 @@ class Part:
             command.append("-")
             text = document if isinstance(document, bytes) else json.dumps(document).encode()
             options["input"] = text
-        # The leak checker of a sanitized build cannot work under a tracer.
-        environment = {**os.environ, **({"ASAN_OPTIONS": "detect_leaks=0"} if before else {})}
-        return result_of(command, environment, **options)
+        return result_of(command, self.traced_environment() if before else os.environ, **options)
+
+    def traced_environment(self):
+        """The leak checker of a sanitized build cannot work under a tracer."""
+        return {**os.environ, "ASAN_OPTIONS": "detect_leaks=0"}
 
     def report(self, *arguments, **options):
         """The report of a command, which must be one line, and give the status."""

@@ -285,6 +285,16 @@ OPTIONS = {
 }
 
 
+def test_the_options_are_those_of_the_program_and_of_the_manual(request):
+    program = Path(request.config.getoption("--programs")).resolve() / "kestrel-record"
+    for command, options in OPTIONS.items():
+        _, _, text = subprocess.check_output([program, command, "--help"]).partition(b"\n\n")
+        assert {*re.findall(r"(?<!\S)--?[a-z][a-z-]*", text.decode())} == {*options, "--help"}
+    page = (ROOT / "man/kestrel-record.1").read_text()
+    heads = " ".join(re.findall(r"^\.It Fl (.*)", page, re.MULTILINE)).split()
+    assert {"-" + word for word in heads} >= {*set().union(*OPTIONS.values())}
+
+
 def words_offered(shell, line):
     """The words listed behind the line, without what zsh says of them."""
     rows = [row.split(" -- ")[0] for row in shell.listed(line).splitlines()]

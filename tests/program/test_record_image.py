@@ -106,12 +106,19 @@ def test_a_pipe_is_written_and_stays(record, tmp_path):
     assert [path.name for path in tmp_path.iterdir()] == ["pipe"]
 
 
-def test_a_device_is_written_and_stays(record, tmp_path):
-    # A device of its own for root, so that a program in error replaces no one else's.
-    full = "/dev/full"
-    if os.geteuid() == 0:
-        full = tmp_path / "full"
-        os.mknod(full, 0o666 | stat.S_IFCHR, os.makedev(1, 7))
+@pytest.fixture
+def full(tmp_path):
+    """A device of its own if possible, so that a program in error replaces no one else's."""
+    device = tmp_path / "full"
+    try:
+        os.mknod(device, 0o666 | stat.S_IFCHR, os.makedev(1, 7))
+        os.close(os.open(device, os.O_WRONLY))
+        return device
+    except PermissionError:
+        return "/dev/full"
+
+
+def test_a_device_is_written_and_stays(record, full):
     result = image(record, full)
     assert (result.status, result.out) == (4, b"") and b"No space left on device" in result.err
     assert stat.S_ISCHR(os.stat(full).st_mode)
@@ -127,20 +134,21 @@ def test_what_cannot_be_written_is_status_4(record, tmp_path, name):
     assert sorted(tmp_path.rglob("*")) == before
 
 
+@pytest.mark.parametrize("there", [True, False], ids=["old file", "no file"])
 @pytest.mark.parametrize(
     "fault", ["write:error=ENOSPC:when=1", "rename,renameat,renameat2:error=EIO"]
 )
-def test_a_file_that_cannot_be_replaced_stays_as_it_was(record, tmp_path, fault):
+def test_a_file_that_cannot_be_made_leaves_the_folder_as_it_was(record, tmp_path, fault, there):
     folder = tmp_path / "folder"
     folder.mkdir()
     file = folder / "image"
-    file.write_bytes(b"old")
+    if there:
+        file.write_bytes(b"old")
     log = tmp_path / "log"
     result = image(record, file, before=["strace", "-o", log, "-e", f"inject={fault}"])
     assert "INJECTED" in log.read_text()
     assert result.status == 4 and result.err.startswith(b"kestrel-record: ")
-    assert file.read_bytes() == b"old"
-    assert [path.name for path in folder.iterdir()] == ["image"]
+    assert [path.read_bytes() for path in folder.iterdir()] == ([b"old"] if there else [])
 
 
 def test_standard_output_that_cannot_be_written_is_status_4(record):
