@@ -296,7 +296,7 @@ def test_the_options_are_those_of_the_program_and_of_the_manual(request):
 
 
 def words_offered(shell, line):
-    """The words listed behind the line, without what zsh says of them."""
+    """The words listed after the line, without the descriptions of zsh."""
     rows = [row.split(" -- ")[0] for row in shell.listed(line).splitlines()]
     return {*re.findall(r"(?<!\S)[\w-]+=?(?!\S)", "\n".join(rows))} - {*line.split()}
 

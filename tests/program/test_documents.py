@@ -8,6 +8,7 @@ import time
 
 import pytest
 import records
+from conftest import DEVICE
 from documents import ROOT, block
 
 V2 = records.formatted(2)
@@ -31,7 +32,9 @@ def test_the_commands_of_the_readme_do_what_their_comments_say(make_sandbox):
     assert sandbox.image == (sandbox.directory / "part.bin").read_bytes() == written
 
 
-@pytest.mark.parametrize("contents", [records.BLANK_V2, records.damaged(V2)])
+@pytest.mark.parametrize(
+    "contents", [records.BLANK_V2, records.damaged(V2)], ids=["blank", "damaged"]
+)
 def test_the_board_of_the_readme_is_written_as_shown(make_sandbox, contents):
     shown = block("record", "README.md")
     commands = re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", shown, re.MULTILINE)
@@ -54,6 +57,13 @@ def test_the_sizes_in_the_readme_are_those_of_the_layouts(facts):
         f"Version 1 fills a part of {size1} bytes, version 2 the first bytes of one of {size2}.",
     ]:
         assert sentence in text
+
+
+@pytest.mark.parametrize("document", ["README.md", "man/kestrel.1"])
+def test_the_bus_and_the_address_are_those_of_the_path(document):
+    bus, address = re.search(r"devices/(\d+)-(\d+)/", DEVICE).groups()
+    text = " ".join((ROOT / document).read_text().split())
+    assert f"at address {int(address, 16):#x} of I2C bus {bus}" in text and "/" + DEVICE in text
 
 
 @pytest.mark.parametrize(
