@@ -1,12 +1,14 @@
-"""The program as it is installed on boards: hardened, and clean under Valgrind."""
+"""The programs as they are installed on boards: hardened, and clean under Valgrind."""
 
 # ctest: tree
 
+import json
 import subprocess
 from pathlib import Path
 
 import elf
 import pytest
+import record_model
 import records
 
 ROOT = Path(__file__).parents[2]
@@ -20,12 +22,17 @@ def emulated(request):
 
 
 @pytest.fixture(scope="module")
-def program(request, emulated):
+def programs(request, emulated):
     """A build for another processor is for boards; any other has the release build made."""
     if emulated:
-        return Path(request.config.getoption("--programs")).parent / "kestrel"
-    subprocess.run([ROOT / "script/build", "release", "kestrel"], check=True)
-    return ROOT / "build/release/kestrel"
+        return Path(request.config.getoption("--programs")).parent
+    subprocess.run([ROOT / "script/build", "release", "kestrel", "kestrel-record"], check=True)
+    return ROOT / "build/release"
+
+
+@pytest.fixture(params=["kestrel", "kestrel-record"])
+def program(request, programs):
+    return programs / request.param
 
 
 def test_it_is_position_independent(program):
@@ -42,10 +49,10 @@ def test_its_stack_is_protected_and_not_executable(program):
     assert elf.has_non_executable_stack(program)
 
 
-def test_it_calls_the_plain_file_functions_which_a_test_bed_can_replace(program):
+def test_kestrel_calls_the_plain_file_functions_which_a_test_bed_can_replace(programs):
     symbols = {
         line.split()[7].split("@")[0]
-        for line in elf.readelf(program, "--dyn-syms").splitlines()
+        for line in elf.readelf(programs / "kestrel", "--dyn-syms").splitlines()
         if " UND " in line and len(line.split()) > 7
     }
     assert {"open", "lseek", "read", "write", "close"} <= symbols
@@ -71,18 +78,52 @@ def test_it_calls_the_plain_file_functions_which_a_test_bed_can_replace(program)
         (records.BLANK_V1, ["--raw"], 1),
     ],
 )
-def test_valgrind_finds_nothing(make_sandbox, emulated, program, contents, arguments, status):
+def test_valgrind_finds_nothing(make_sandbox, emulated, programs, contents, arguments, status):
+    sandbox = make_sandbox(contents)
+    check(emulated, sandbox, [programs / "kestrel", *arguments], status)
+
+
+BOARD = record_model.sample(2)
+
+
+@pytest.mark.parametrize(
+    "contents, arguments, document, status",
+    [
+        (V2, ["read"], None, 0),
+        (V1, ["read", "ser_num", "block8"], None, 0),
+        (records.damaged(V2), ["read", "--damaged"], None, 6),
+        (records.BLANK_V2, ["read"], None, 6),
+        (V2, ["read", "serial"], None, 2),
+        (V2, ["check", "--json", "-"], {**BOARD, "crc": 1, "mac1": 2, "ari": "x"}, 3),
+        (V2, ["diff", "-"], BOARD, 1),
+        (V2, ["write", "--json", "-"], BOARD, 0),
+        (V2, ["write", "--dry-run", "--format", "--set", "ser_num=4711", "-"], BOARD, 0),
+        (records.BLANK_V1, ["write", "--set", "ser_num=4711"], None, 6),
+        (V1, ["write", "-"], BOARD, 6),
+        (V1, ["image", "-o", "-", "-"], BOARD, 0),
+        (None, ["read"], None, 4),
+    ],
+)
+def test_valgrind_finds_nothing_in_a_command_on_the_whole_record(
+    make_sandbox, emulated, programs, contents, arguments, document, status
+):
+    sandbox = make_sandbox(contents)
+    text = json.dumps(document).encode()
+    check(emulated, sandbox, [programs / "kestrel-record", *arguments], status, input=text)
+
+
+def check(emulated, sandbox, command, status, **options):
     if emulated:
         pytest.skip("Valgrind runs programs of this machine only")
-    sandbox = make_sandbox(contents)
     # An exception that ends the process is not freed, and not lost either.
     checker = ["valgrind", "-q", "--error-exitcode=99", "--leak-check=full"]
     checker += ["--show-leak-kinds=definite,indirect", "--errors-for-leak-kinds=definite,indirect"]
     done = subprocess.run(
-        ["umockdev-wrapper", *checker, program, *arguments],
+        ["umockdev-wrapper", *checker, *command],
         env=sandbox.environment(),
         capture_output=True,
         check=False,
+        **options,
     )
     assert done.returncode == status, done.stderr.decode()
     assert b"==" not in done.stderr
