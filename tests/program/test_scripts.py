@@ -349,15 +349,22 @@ def demo():
 
 
 SHOWN = {1: 128, 2: 192}  # bytes of the part, at the end
+WHOLE_BOARD = "\n== The document of a whole board\n"
+
+
+def commands_of(text):
+    """Each command of the demo with its output."""
+    without_titles = re.sub(r"\n== .*\n", "", text)
+    return re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", without_titles, re.M)
 
 
 def steps_of(demo, version):
     """Each command on the part of a version, with its output."""
-    parts = re.split(r"\n== Format a part of (\d+) bytes as version (\d)\n", demo)
+    elements_only = demo.partition(WHOLE_BOARD)[0]
+    parts = re.split(r"\n== Format a part of (\d+) bytes as version (\d)\n", elements_only)
     sizes, versions, texts = parts[1::3], parts[2::3], parts[3::3]
     assert (sizes, versions) == (["128", "2048"], ["1", "2"])
-    without_titles = re.sub(r"\n== .*\n", "", texts[version - 1])
-    return re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", without_titles, re.M)
+    return commands_of(texts[version - 1])
 
 
 @pytest.mark.parametrize("version", [1, 2])
@@ -383,6 +390,37 @@ def test_the_demo_formats_writes_reads_checks_and_dumps(demo, version):
         ["od", "-A", "d", "-t", "x1z", "-N", str(SHOWN[version]), f"/{DEVICE}"],
     ]
     assert f"\n== The first {SHOWN[version]} of {records.SIZE[version]} bytes\n$ od " in demo
+
+
+def test_the_commands_of_the_demo_on_a_whole_board_print_what_it_shows(demo, make_sandbox):
+    sandbox = make_sandbox(records.BLANK_V2)
+    for command, printed in commands_of(demo.partition(WHOLE_BOARD)[2]):
+        if command.startswith("cat "):
+            (sandbox.directory / command.removeprefix("cat ")).write_text(printed)
+        status, output, messages = sandbox.shell(command)
+        shown_status = f"[status {status}]\n" if status else ""
+        assert (output + messages).decode() + shown_status == printed, command
+
+
+def test_the_demo_handles_a_whole_board_from_a_document_to_an_image(demo):
+    commands = commands_of(demo.partition(WHOLE_BOARD)[2])
+    results = [(command, printed.splitlines()[-1:]) for command, printed in commands]
+    assert results[:-1] == [
+        ("cat board.json", ["}"]),
+        ("cat mistakes.json", ["}"]),
+        ("kestrel-record write mistakes.json", ["[status 3]"]),
+        ("kestrel-record write board.json", ["written"]),
+        ("kestrel-record write board.json", ["unchanged"]),
+        ("kestrel -w --ser_num SN-0000004712", []),
+        ("kestrel-record diff board.json", ["[status 1]"]),
+        ("kestrel-record image -o part.bin board.json", []),
+    ]
+    assert commands[-1][0] == "od -A d -t x1z -N 192 part.bin"
+    keys = {"version", "mac1", "mac5", "type", "servicedate", "ser_num", "ari"}
+    wrong = re.findall(
+        "^kestrel-record: ([^:]*): ", dict(commands)["kestrel-record write mistakes.json"], re.M
+    )
+    assert sorted(wrong) == sorted(keys - {"version"})
 
 
 def test_the_demo_says_how_to_open_the_menu(demo):
