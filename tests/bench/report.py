@@ -8,6 +8,7 @@ import shlex
 import subprocess
 import sys
 
+import record_cost
 import slow_bus
 from bench_sandbox import (
     BUILDS,
@@ -231,6 +232,79 @@ def print_bus():
     table(title, heads, slow_bus.rows())
 
 
+def print_record_calls(costs):
+    rows = [
+        [
+            case.title,
+            *spent,
+            spent.read + spent.written,
+            case.most,
+            f"{bus_milliseconds(spent):.0f} ms",
+        ]
+        for case, spent in costs
+    ]
+    heads = ["command", "calls", "read", "written", "in all", "at most", "at 100 kHz"]
+    table("`kestrel-record` on a part of 2048 bytes: device calls, and bytes", heads, rows)
+    for case, _ in costs:
+        if 0 < case.most_written < case.most:
+            print(f"\nA {case.title} may write {case.most_written} bytes.")
+
+
+def print_whole_boards(kestrel, record, seconds):
+    """Returns a line for each figure that is not far enough apart."""
+    figures = [
+        ("bytes", [spent.read + spent.written for spent in (kestrel, record)], "{:,}"),
+        (
+            "seconds at 100 kHz",
+            [bus_milliseconds(spent) / 1000 for spent in (kestrel, record)],
+            "{:.2f}",
+        ),
+    ]
+    if seconds:
+        figures.append(("seconds on the slow bus", seconds, "{:.1f}"))
+    rows = [
+        [what, *(form.format(figure) for figure in pair), f"{pair[0] / pair[1]:.0f} times"]
+        for what, pair, form in figures
+    ]
+    heads = ["", "`kestrel`: a format, 11 writes, 11 reads", "`kestrel-record`: a `write`", "apart"]
+    table("A whole board of 2048 bytes", heads, rows)
+    least = record_cost.LEAST_APART
+    return [
+        f"a whole board: {what}: {pair}, not {least} times apart"
+        for what, pair, _ in figures
+        if pair[0] < least * pair[1]
+    ]
+
+
+def print_record_machine(found):
+    heads = ["figure", "command", *BUILDS]
+    keys = dict.fromkeys((what, command) for _, what, command in found)
+    rows = [
+        [what, command, *(f"{found[build, what, command]:,}" for build in BUILDS)]
+        for what, command in keys
+    ]
+    table("What `kestrel-record` asks of the machine", heads, rows)
+    print(f"\nThe static build may take {record_cost.MOST_MEMORY:,} kB of memory.")
+
+    rows = []
+    for build, version, read in record_cost.start_ups():
+        verdict = "reached" if read.median <= record_cost.MOST_START_UP else "missed"
+        rows.append([build, version, read, f"{record_cost.MOST_START_UP} x", verdict])
+    title = f"Times of `kestrel-record`, in multiples of {name(READ)} of the same build"
+    table(title, ["build", "`--version`", "`read`", "at most", ""], rows)
+
+
+def print_record(kestrel_costs):
+    costs, problems = record_cost.check()
+    seconds = slow_bus.whole_board_seconds() if "--write" in sys.argv else None
+    print_record_calls(costs)
+    boards = record_cost.whole_boards(kestrel_costs, costs)
+    problems += print_whole_boards(*boards, seconds)
+    found = record_cost.steady_figures()
+    print_record_machine(found)
+    return problems + record_cost.beyond_limits(found)
+
+
 def main():
     costs, problems = check(BUILDS)
     found = steady_figures()
@@ -244,6 +318,7 @@ def main():
     print_sizes()
     print_crc()
     problems += beyond_limits(found)
+    problems += print_record(costs[2])
     if problems:
         sys.exit("\n".join(problems))
 

@@ -29,7 +29,7 @@ def test_the_script_draws_all_pictures(drawn):
     assert {path.name for path in drawn.iterdir()} == {path.name for path in DOCS.glob("*.svg")}
 
 
-@pytest.mark.parametrize("picture", ["menu.svg", "record.svg"])
+@pytest.mark.parametrize("picture", ["menu.svg", "record.svg", "whole-board.svg"])
 def test_a_picture_of_the_program_shows_it_as_it_is(drawn, picture):
     assert (DOCS / picture).read_text() == (drawn / picture).read_text()
 
