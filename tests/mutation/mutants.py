@@ -78,9 +78,12 @@ def test_commands(path, build):
     menu = (120, [*pytest, MENU_TEST])
     if re.match(r"tool/(MenuLine|MenuScreen|MessageWatch|PrintableText)\.", path):
         return [menu]
+    unit = (15, [build / "tests/unit-tests", "--gtest_brief=1"])
     program = [*pytest, *program_tests()]
+    if path.startswith("record/"):
+        return [unit, (180, [*pytest, *(name for name in program_tests() if "_record_" in name)])]
     return [
-        (15, [build / "tests/unit-tests", "--gtest_brief=1"]),
+        unit,
         (15, ["umockdev-wrapper", build / "tests/instance-test", "--gtest_brief=1"]),
         (180, program),
         menu,
