@@ -283,8 +283,11 @@ def test_a_sandbox_returns_the_commands_status():
     assert in_sandbox("--v2", "sh", "-c", "exit 7").returncode == 7
 
 
-def test_a_sandbox_has_the_release_build_on_the_path():
-    done = in_sandbox("sh", "-c", "command -v kestrel; command -v kestrel-record")
+def test_a_sandbox_has_the_release_build_on_the_path(checkout):
+    checkout.fake("kestrel")  # as if another one was installed
+    environment = {**os.environ, **checkout.environment()}
+    programs = "command -v kestrel; command -v kestrel-record"
+    done = in_sandbox("sh", "-c", programs, env=environment)
     release = f"{ROOT}/build/release"
     assert done.stdout.decode() == f"{release}/kestrel\n{release}/kestrel-record\n"
 
@@ -315,6 +318,8 @@ def test_a_sandbox_leaves_nothing_when_a_signal_ends_it(tmp_path, sent):
         env={**os.environ, "TMPDIR": str(tmp_path)},
         stdout=subprocess.PIPE,
         process_group=0,
+        # In a background job of a script the interrupt is ignored.
+        preexec_fn=lambda: signal.signal(sent, signal.SIG_DFL),
     ) as sandbox:
         assert sandbox.stdout.readline() == b"ready\n"
         assert list(tmp_path.iterdir())

@@ -43,7 +43,12 @@ def test_an_unknown_option_is_refused():
 @pytest.mark.parametrize("sent", [signal.SIGHUP, signal.SIGINT, signal.SIGTERM])
 def test_a_machine_that_a_signal_ends_leaves_nothing(sent):
     before = consoles()
-    with subprocess.Popen([ROOT / "script/vm", "sleep", "60"], process_group=0) as machine:
+    with subprocess.Popen(
+        [ROOT / "script/vm", "sleep", "60"],
+        process_group=0,
+        # In a background job of a script the interrupt is ignored.
+        preexec_fn=lambda: signal.signal(sent, signal.SIG_DFL),
+    ) as machine:
         while not (mine := consoles() - before):
             assert machine.poll() is None
             time.sleep(0.1)
