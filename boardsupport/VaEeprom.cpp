@@ -19,9 +19,6 @@ constexpr const char* kDefaultSerial = "0000000000000";
 constexpr std::array<uint8_t, 8> kDefaultId = {0x02, 0xa5, 0x5e, 0x00, 0x00, 0x00, 0x00, 0x00};
 constexpr std::array<uint8_t, 4> kDefaultAri = {0x10, 0x5c, 0x80, 0x00};
 
-// Formatting version 2 clears no more than this, and so leaves the rest of the device alone.
-constexpr uint32_t kVersion2HeaderLength = 255;
-
 } // namespace
 
 VaEeprom& VaEeprom::GetInstance()

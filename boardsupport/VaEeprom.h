@@ -53,6 +53,9 @@ public:
     static constexpr uint32_t kMacCount = 6; // MAC 0 to 3, USB local, USB host
     static constexpr uint32_t kAioCalibrationCount = 8;
 
+    // How many bytes formatting version 2 clears. The rest of the device is left alone.
+    static constexpr uint32_t kVersion2HeaderLength = 255;
+
     // Outside of the record, and on a 2048-byte device only.
     static constexpr int32_t kUserBytesPos = 1792;
     static constexpr uint32_t kUserByteCount = 256;

@@ -13,7 +13,7 @@ namespace kestrelRecord {
 using PartBytes = std::vector<uint8_t>;
 
 constexpr size_t kSmallPartBytes = 128;
-constexpr size_t kLargePartBytes = 255;
+constexpr size_t kLargePartBytes = vantorBoardSupport::VaEeprom::kVersion2HeaderLength;
 
 // A copy of a part in memory, read, set and formatted by the members of the record itself: there
 // is no second layout and no second encoding. It does not touch the part.
