@@ -1,5 +1,6 @@
 #include "DocumentFile.h"
 
+#include "AssertionFailure.h"
 #include "Descriptor.h"
 #include "Failure.h"
 #include "ShownText.h"
@@ -17,11 +18,15 @@ namespace {
 
 constexpr size_t kLargest = 1024UL * 1024UL;
 
-// 0 at the end.
+// 0 at the end, -1 with errno on a failure.
 ssize_t readSome(int fd, char* buffer, size_t size)
 {
     for (;;) {
         const ssize_t count = read(fd, buffer, size);
+        // As a size, a result below -1 is too large as well.
+        if (count != -1 && static_cast<size_t>(count) > size)
+            vantorBoardSupport::FailAssertion("size_t(count) <= size", "DocumentFile.cpp", __LINE__,
+                                              __func__);
         if (count >= 0 || (errno != EINTR && errno != EAGAIN))
             return count;
         pollfd input = {fd, POLLIN, 0};

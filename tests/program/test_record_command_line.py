@@ -165,6 +165,17 @@ def test_a_document_that_fails_to_be_read_to_its_end_is_status_4(part):
     assert result.status == 4 and b"Input/output error" in result.err
 
 
+@pytest.mark.parametrize("claimed", [16385, 1000000, -5000])
+def test_a_read_of_the_document_that_claims_more_than_was_asked_aborts(part, claimed):
+    document = part.path.parent / "board.json"
+    document.write_text("{}")
+    tracing = ["strace", "-o", part.path.parent / "log", "-P", document]
+    result = part.run("check", document, before=[*tracing, "-e", f"inject=read:retval={claimed}"])
+    if b"AddressSanitizer" in result.err:
+        pytest.skip("the sanitizer believes the call and stops the process itself")
+    assert (result.status, result.out) == (-signal.SIGABRT, b"")
+
+
 # What can serve as a part
 
 
