@@ -74,8 +74,8 @@ void check(Session& session)
 void diff(Session& session)
 {
     const Options& options = session.options;
-    const Document document = loadDocument(options);
     session.partState = kNotChanged;
+    const Document document = loadDocument(options);
     const RecordPart part(options.device, Access::kRead, options.wait);
     Report& report = session.report;
     report.comparison = compareWithDocument(document, part.bytes());

@@ -2,7 +2,6 @@
 
 #include "FieldTable.h"
 
-#include <optional>
 #include <string>
 #include <vector>
 

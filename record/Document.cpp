@@ -95,8 +95,10 @@ void apply(const std::vector<Setting>& settings, json_t* object)
 
 std::string refusal(const Field& field, const json_t* value)
 {
-    std::string message = std::string("must be ") + field.rule;
-    if (json_is_string(value)) {
+    const bool isString = json_is_string(value);
+    std::string message = "must be ";
+    message += (field.isText && !isString ? "a string: " : "") + std::string(field.rule);
+    if (isString) {
         const std::string text(json_string_value(value), json_string_length(value));
         message += ", not \"" + shownShort(text) + "\"";
     }
@@ -169,6 +171,9 @@ Document parseDocument(const std::optional<std::string>& text, const std::vector
 {
     Errors errors;
     const Json object = text ? parseObject(*text, errors) : newObject();
+    // What cannot be read may name the version.
+    if (!errors.empty())
+        versionIs = VersionIs::kOptional;
     apply(settings, object.get());
 
     Document document;

@@ -23,7 +23,7 @@ constexpr std::array<size_t, 2> kBoth = {kFits, kFits};
 constexpr std::array<size_t, 2> kOnlyVersion1 = {kFits, kAbsent};
 constexpr std::array<size_t, 2> kOnlyVersion2 = {kAbsent, kFits};
 
-constexpr const char* kVersionRule = "1 or 2";
+constexpr const char* kVersionRule = "the number 1 or 2";
 constexpr const char* kMacRule = "six pairs of hexadecimal digits such as 02:a5:5e:12:34:01, not "
                                  "all zero and not a group address";
 constexpr const char* kDateRule = "an existing date from 2013 to 2099 such as 2026-11-15 10:42:16";

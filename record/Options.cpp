@@ -144,7 +144,7 @@ void checkOperands(const Options& options, const CommandSyntax& syntax)
     if (options.help)
         return;
     if (syntax.operands == Operands::kDocument && !options.document && options.settings.empty())
-        refuse("DOCUMENT is missing");
+        refuse("DOCUMENT or --set is missing");
     if (has(syntax.options, 'o') && !options.output)
         refuse("-o FILE is missing");
 }

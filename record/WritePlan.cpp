@@ -20,7 +20,8 @@ void checkRoom(const Document& document, uint32_t version)
 // Every field of the version but the version itself, which the size of the part gives.
 void checkComplete(const Document& document, uint32_t version, const std::string& reason)
 {
-    std::vector<Error> errors = {{std::nullopt, reason + ", so every field must be named"}};
+    std::vector<Error> errors = {
+        {std::nullopt, reason + ", so every field must be named, or --format given"}};
     for (const Field& field : fieldTable()) {
         const auto names = [&field](const NamedValue& named) { return named.field == &field; };
         const auto& values = document.values;

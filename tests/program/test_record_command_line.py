@@ -147,6 +147,7 @@ def test_a_document_that_cannot_be_read_is_status_4(part, command, name):
     if command[0] != "image":
         report = part.report(*command, f"{part.path.parent}/{name}")
         assert (report["result"], report["status"]) == ("failed", 4)
+    assert (b"; the part was not changed" in result.err) == (command[0] in ("diff", "write"))
 
 
 def test_a_document_that_fails_to_be_read_to_its_end_is_status_4(part):

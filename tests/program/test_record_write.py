@@ -95,6 +95,18 @@ def test_a_part_holds_what_the_model_says_or_is_left_alone(make_part, contents, 
             assert again["result"] == "unchanged" and part.image == after
 
 
+def test_what_a_complete_document_lacks_is_named_with_the_way_to_do_without(make_part):
+    part = make_part(records.BLANK_V1)
+    refused = part.run("write", document=without(model.sample(1), "version", "mac2", "block8"))
+    assert (refused.status, refused.out) == (6, b"")
+    assert refused.err.decode().splitlines() == [
+        "kestrel-record: the part holds no intact record: its version word is 0xffff, "
+        "so every field must be named, or --format given",
+        "kestrel-record: mac2: not named",
+        "kestrel-record: block8: not named",
+    ]
+
+
 def differences(before, after):
     """What a report says of a write."""
     version = model.intact(after)

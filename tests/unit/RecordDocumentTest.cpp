@@ -68,6 +68,16 @@ TEST(Document, IsRefusedWithEverythingThatIsWrong)
               (Keys{"ser_num", "mac1"}));
 }
 
+TEST(Document, IsRefusedWithTheTypeThatAValueMustHave)
+{
+    EXPECT_EQ(refusal("{\"ser_num\": 4711}"),
+              "must be a string: at most 13 printable ASCII characters");
+    EXPECT_EQ(refusal("{\"ser_num\": \"0123456789 123\"}"),
+              "must be at most 13 printable ASCII characters, not \"0123456789 123\"");
+    EXPECT_EQ(refusal("{\"version\": \"2\"}"), "must be the number 1 or 2, not \"2\"");
+    EXPECT_EQ(refusal("{\"version\": 3}"), "must be the number 1 or 2");
+}
+
 TEST(Document, WithoutVersionMustFitOneOfThem)
 {
     const std::string longSerial = R"("pcb_ser_num": "0123456789012")";
@@ -86,6 +96,7 @@ TEST(Document, MayHaveToNameItsVersion)
     EXPECT_EQ(refusedFields("{}"), Keys{});
     EXPECT_EQ(refusedFields("{\"mac1\": 1}", {}, VersionIs::kRequired), (Keys{"mac1", "version"}));
     EXPECT_EQ(refusedFields("{}", {{"version", "1"}}, VersionIs::kRequired), Keys{});
+    EXPECT_EQ(refusedFields("{\"version\": 1", {}, VersionIs::kRequired), Keys{""});
 }
 
 TEST(Document, LetsTheLastSettingOfAFieldCountAlone)

@@ -86,7 +86,7 @@ TEST(Options, AreRefusedWithWhatIsWrong)
         {{"-o"}, "-o needs a value"},
         {{"--set", "a"}, "--set takes FIELD=VALUE, not \"a\""},
         {{"--set", "a=", "--set", "a=1"}, "--set a= has no value"},
-        {{"-oF"}, "DOCUMENT is missing"},
+        {{"-oF"}, "DOCUMENT or --set is missing"},
         {{"D"}, "-o FILE is missing"},
         {{"-oF", "D", "E"}, "one DOCUMENT is enough: \"E\" is too much"},
     };
