@@ -26,10 +26,16 @@ Descriptor memoryFile(const PartBytes& part)
     return file;
 }
 
-// Needed only until the record object has opened it.
+// Needed only until the record object has opened it. Where /proc is not mounted, the failure is
+// not to be mistaken for one of the part.
 std::string pathOf(const Descriptor& file)
 {
-    return "/proc/self/fd/" + std::to_string(file.number());
+    std::string path = "/proc/self/fd/" + std::to_string(file.number());
+    if (access(path.c_str(), F_OK) != 0) {
+        const int error = errno;
+        throw std::system_error(error, std::system_category(), "cannot open " + path);
+    }
+    return path;
 }
 
 } // namespace

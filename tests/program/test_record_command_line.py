@@ -217,6 +217,16 @@ def test_a_read_only_part_can_be_read_and_compared_but_not_written(part):
     assert result.status == 4 and b"Permission denied" in result.err
 
 
+@pytest.mark.parametrize("command", [["read"], ["diff", DOCUMENT], WRITE], ids=str)
+def test_without_proc_the_message_names_what_is_missing_and_not_the_part(part, command):
+    missing = ["strace", "-o", part.path.parent / "log"]
+    missing += ["-e", "inject=?access,?faccessat,?faccessat2:error=ENOENT"]
+    result = part.run(*command, before=missing)
+    assert (result.status, result.out, part.image) == (4, b"", V2)
+    expected = b"cannot open /proc/self/fd/.*: No such file or directory; the part was not changed\n"
+    assert re.fullmatch(b"kestrel-record: " + expected, result.err), result.err
+
+
 # The lock
 
 
