@@ -100,8 +100,11 @@ def test_a_pipe_is_written_and_stays(record, tmp_path):
     pipe = tmp_path / "pipe"
     os.mkfifo(pipe)
     with subprocess.Popen(["cat", pipe], stdout=subprocess.PIPE) as reading:
-        assert image(record, pipe).status == 0
-        assert reading.communicate()[0] == V1
+        try:
+            assert image(record, pipe).status == 0
+            assert reading.communicate(timeout=20)[0] == V1
+        finally:
+            reading.kill()
     assert stat.S_ISFIFO(pipe.stat().st_mode)
     assert [path.name for path in tmp_path.iterdir()] == ["pipe"]
 
