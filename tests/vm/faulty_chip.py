@@ -19,7 +19,8 @@ class FaultyChip:
     """Answers on a socket until that is closed, as the module with a chip at 0x50.
 
     ignores_writes: acknowledges them all the same.
-    writes_left: so many bytes are written, and the next write silences it; None for no such end.
+    writes_left: so many bytes are written, and the next write silences it; None for no such end. A
+        byte that the driver writes again, since an answer came late, counts once.
     silent: does not answer.
     busy: seconds for which it does not answer after each byte written.
     """
@@ -35,6 +36,7 @@ class FaultyChip:
         self.contents = bytearray(b"\xff" * 128)
         self.ignores_writes = False
         self.writes_left = None
+        self.last_register = None
         self.silent = False
         self.busy = self.busy_until = 0
 
@@ -65,6 +67,7 @@ class FaultyChip:
     def write(self, register, byte):
         if not self.ignores_writes:
             self.contents[register] = byte
-        if self.writes_left:
+        if self.writes_left and register != self.last_register:
             self.writes_left -= 1
+        self.last_register = register
         self.busy_until = time.monotonic() + self.busy

@@ -132,10 +132,11 @@ def test_a_part_that_is_not_there_cannot_be_opened(machine, run, contents):
 @EACH_PART
 def test_a_part_removed_while_its_lock_is_waited_for_cannot_be_read(machine, run, contents):
     machine.put_part(contents)
-    remover = f"flock {EEPROM} sh -c 'sleep 1; part none' & "
+    remover = f"flock {EEPROM} sh -c 'sleep 2; part none' & "
+    is_locked = f"while flock -n {EEPROM} true; do sleep 0.1; done; "
     for arguments in (["read"], ["write", MAC]):
         machine.put_part(contents)
-        result = run(*arguments, before=remover + "sleep 0.3; ")
+        result = run(*arguments, before=remover + is_locked)
         assert (result.status, result.out) == (4, b"")
         assert result.err.endswith(b": No such device" + NOT_CHANGED)
 
@@ -143,12 +144,16 @@ def test_a_part_removed_while_its_lock_is_waited_for_cannot_be_read(machine, run
 # A part with faults
 
 
+def put_on_bus(machine, contents):
+    kind = {128: "24c01", 2048: "24c16"}[len(contents)]
+    machine.do(f"bus taos; echo {kind} 0x50 >{NEW_DEVICE}")
+
+
 @pytest.fixture(scope="module", params=[V1, V2], ids=["128 bytes", "2048 bytes"])
 def fresh(request, faulty_chip, machine):
     """The fresh record of a part on the bus of the faulty chip."""
     faulty_chip.repair()
-    kind = {128: "24c01", 2048: "24c16"}[len(request.param)]
-    machine.do(f"bus taos; echo {kind} 0x50 >{NEW_DEVICE}")
+    put_on_bus(machine, request.param)
     yield request.param
     machine.do("bus stub; part 2048")
 
@@ -191,33 +196,56 @@ def test_a_part_that_does_not_answer_cannot_be_read(chip, run, fresh):
     assert chip.contents == fresh[:256]
 
 
-def covered(document):
-    """The fields that the CRC covers."""
+class BusWasLate(Exception):
+    """A transfer has failed although the chip answers: on a busy computer, not within 250 ms."""
+
+
+def in_time(chip, result):
+    if b"Connection timed out" in result.err and not chip.silent:
+        raise BusWasLate
+    return result
+
+
+def shown(document):
+    """The fields of a document that the CRC covers."""
     return {**document, "block8": None}
 
 
-def test_a_part_cut_off_at_any_byte_of_the_write_is_refused_or_whole_and_is_healed(
-    chip, run, fresh
-):
+def cut_off(chip, run, fresh, count):
+    """Lets the part take so many bytes of a write and come back. Returns the status of a read."""
     sample = SAMPLES[fresh]
     after = record_model.written(fresh, sample)
-    first, end = record_model.extent(fresh, after)
-    whole = [covered(record_model.decoded(part, sample["version"])) for part in (fresh, after)]
-    statuses = set()
-    for count in range(end - first):
-        chip.contents[:] = fresh[:256]
-        chip.writes_left = count
-        result = run("write", document=sample)
-        assert (result.status, result.out) == (4, b"")
-        assert result.err.endswith(b": Connection timed out" + MAYBE_CHANGED)
-        torn = fresh[:first] + after[first : first + count] + fresh[first + count :]
-        assert chip.contents == torn[:256]
+    first, _ = record_model.extent(fresh, after)
+    torn = fresh[:first] + after[first : first + count] + fresh[first + count :]
+    chip.repair()
+    chip.contents[:] = fresh[:256]
+    chip.writes_left = count
+    result = in_time(chip, run("write", document=sample))
+    assert (result.status, result.out) == (4, b"")
+    assert result.err.endswith(b": Connection timed out" + MAYBE_CHANGED)
+    assert chip.contents == torn[:256]
 
-        chip.writes_left, chip.silent = None, False
-        result = run("read")
-        assert result.status == (0 if record_model.intact(torn) else 6), count
-        assert result.status == 6 or covered(json.loads(result.out)) in whole, count
-        statuses.add(result.status)
-        assert run("write", document=sample).status == 0
-        assert chip.contents == after[:256]
-    assert statuses == {0, 6}
+    chip.writes_left, chip.silent = None, False
+    result = in_time(chip, run("read"))
+    assert result.status == (0 if record_model.intact(torn) else 6), count
+    if result.status == 0:
+        whole = (record_model.decoded(part, sample["version"]) for part in (fresh, after))
+        assert shown(json.loads(result.out)) in map(shown, whole), count
+    assert in_time(chip, run("write", document=sample)).status == 0
+    assert chip.contents == after[:256]
+    return result.status
+
+
+def test_a_part_cut_off_at_any_byte_of_the_write_is_refused_or_whole_and_is_healed(
+    chip, run, fresh, machine
+):
+    first, end = record_model.extent(fresh, record_model.written(fresh, SAMPLES[fresh]))
+    statuses, late = [], 0
+    while len(statuses) < end - first:
+        try:
+            statuses.append(cut_off(chip, run, fresh, len(statuses)))
+        except BusWasLate:
+            late += 1
+            assert late < 10
+            put_on_bus(machine, fresh)
+    assert set(statuses) == {0, 6}
