@@ -36,7 +36,7 @@ def kill(trial, calls, index, after):
     assert (again.status, again.err, trial.part.image) == (0, b"", after)
     if written:
         return "written"
-    return "as before" if whole else "not intact, as before"
+    return "as before (intact)" if whole else "as before (not intact)"
 
 
 def end(trial, calls, index, number, report, after):

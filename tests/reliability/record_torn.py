@@ -67,7 +67,7 @@ def cut_off(trial, program, count, after):
     healed = record_model.written(torn, sample)
     assert part.run("write", document=sample).status == 0
     assert part.image == healed
-    return "read refuses it, healed" if shown is None else "read shows a whole record, healed"
+    return "refused and healed" if shown is None else "shown whole and healed"
 
 
 def rounds(job):
