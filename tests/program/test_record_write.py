@@ -330,6 +330,8 @@ def test_a_part_that_ignores_the_write_is_noticed(make_part):
         assert status == 7 and message.count("\n") == 1 and "may have been changed" in message
         report = json.loads(part.fail(ignored, "write", "--json", "--set", "ser_num=1").out)
         assert (report["result"], report["status"]) == ("failed", 7)
+        values = [report[key] for key in ("changed", "before", "after")]
+        assert values == [["ser_num"], {"ser_num": "0000000000000"}, {"ser_num": "1"}]
         assert part.image == records.formatted(2)
 
 
