@@ -149,7 +149,7 @@ void checkOperands(const Options& options, const CommandSyntax& syntax)
         refuse("-o FILE is missing");
 }
 
-// What getopt_long is told.
+// What getopt_long needs to know.
 struct Scan
 {
     const CommandSyntax& syntax;

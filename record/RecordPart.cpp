@@ -68,9 +68,11 @@ void RecordPart::checkSize()
     struct stat status = {};
     if (fstat(file.number(), &status) != 0)
         fail("look at", lastSystemText());
-    if (!S_ISREG(status.st_mode) || (status.st_size != 128 && status.st_size != 2048))
+    const bool small = status.st_size == off_t{kSmallPartBytes};
+    const bool large = status.st_size == off_t{vantorBoardSupport::kMirrorCapacity};
+    if (!S_ISREG(status.st_mode) || (!small && !large))
         refuse(name);
-    held.resize(status.st_size == 128 ? kSmallPartBytes : kLargePartBytes);
+    held.resize(small ? kSmallPartBytes : kLargePartBytes);
 }
 
 void RecordPart::lock(Access access, std::chrono::seconds wait) const

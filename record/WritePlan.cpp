@@ -33,7 +33,7 @@ void checkComplete(const Document& document, uint32_t version, const std::string
         throw Failure(Status::kUnfit, errors);
 }
 
-// Leaves a field that shows the value already as it is, with whatever stands behind a text's end.
+// A field that shows the value already is left as it is, with whatever follows the end of a text.
 void setFields(MemoryRecord& record, const Document& document)
 {
     for (const auto& [field, value] : document.values) {
