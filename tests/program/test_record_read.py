@@ -271,3 +271,22 @@ def test_values_are_compared_and_not_their_texts(make_part):
     document["version"] = 2.0
     assert part.report("diff", document=document)["result"] == "same"
     assert part.report("write", document=document)["result"] == "unchanged"
+
+
+@pytest.mark.parametrize("contents", [records.BLANK_V1, records.BLANK_V2], ids=["v1", "v2"])
+@pytest.mark.parametrize("command", ["read", "diff", "write"])
+def test_a_part_without_a_record_is_refused_with_the_reason(make_part, command, contents):
+    part = make_part(contents)
+    needed = ", so every field must be named" if command == "write" else ""
+    document = None if command == "read" else {"ser_num": "x"}
+    result = part.run(command, document=document)
+    reason = f"the part holds no intact record: its version word is 0xffff{needed}"
+    assert (result.status, result.out) == (6, b"")
+    assert result.err.splitlines()[0].decode() == f"kestrel-record: {reason}"
+
+
+@pytest.mark.parametrize("size", [0, 127, 129, 2047, 2049])
+def test_a_file_of_another_size_is_refused_with_the_reason(make_part, size):
+    status, output, message = make_part(bytes(size)).run("read")
+    assert (status, output) == (6, b"")
+    assert message.endswith(b" is not a regular file of 128 or 2048 bytes\n")
