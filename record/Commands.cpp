@@ -8,6 +8,7 @@
 #include "ShownText.h"
 #include "WritePlan.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,18 +36,21 @@ std::string asDocument(const MemoryRecord& record)
     return text + "\n}\n";
 }
 
+std::vector<Error> absentFields(const std::vector<const Field*>& fields, uint32_t version)
+{
+    std::vector<Error> errors;
+    for (const Field* field : fields) {
+        if (!isIn(*field, version))
+            errors.push_back({field->key, misfit(*field, "", version)});
+    }
+    return errors;
+}
+
 std::string asLines(const MemoryRecord& record, const std::vector<const Field*>& fields)
 {
     std::string text;
-    std::vector<Error> errors;
-    for (const Field* field : fields) {
-        if (isIn(*field, record.version()))
-            text += shown(field->read(record)) + "\n";
-        else
-            errors.push_back({field->key, misfit(*field, "", record.version())});
-    }
-    if (!errors.empty())
-        throw Failure(Status::kUnfit, errors);
+    for (const Field* field : fields)
+        text += shown(field->read(record)) + "\n";
     return text;
 }
 
@@ -59,10 +63,17 @@ void read(Session& session)
     const std::string damage = record.damage();
     if (!damage.empty())
         record.overlookDamage();
-    if (damage.empty() || options.damaged)
-        printResult(options.fields.empty() ? asDocument(record) : asLines(record, options.fields));
+    std::vector<Error> errors;
+    if (damage.empty() || options.damaged) {
+        errors = absentFields(options.fields, record.version());
+        if (errors.empty())
+            printResult(options.fields.empty() ? asDocument(record)
+                                               : asLines(record, options.fields));
+    }
     if (!damage.empty())
-        throw Failure(Status::kUnfit, "the part holds no intact record: " + damage);
+        errors.push_back({std::nullopt, "the part holds no intact record: " + damage});
+    if (!errors.empty())
+        throw Failure(Status::kUnfit, errors);
 }
 
 void check(Session& session)

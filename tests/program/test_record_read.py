@@ -188,6 +188,10 @@ def test_a_record_that_is_not_intact_shows_no_value_unless_asked_for(make_part, 
     assert json.loads(result.out) == expected and [*json.loads(result.out)] == [*expected]
     result = part.run("read", "--damaged", "version", "mac1")
     assert (result.status, result.out.decode()) == (6, f"{version}\n{expected['mac1']}\n")
+    absent = min({*model.FIELDS} - {*expected})
+    result = part.run("read", "--damaged", "mac1", absent)
+    assert (result.status, result.out) == (6, b"") and absent.encode() in result.err
+    assert b"no intact record" in result.err
     report = part.report("diff", "--set", "type=0x30")
     assert (report["result"], report["status"]) == ("refused", 6)
     assert part.image == contents
