@@ -281,7 +281,7 @@ def test_values_are_compared_and_not_their_texts(make_part):
 @pytest.mark.parametrize("command", ["read", "diff", "write"])
 def test_a_part_without_a_record_is_refused_with_the_reason(make_part, command, contents):
     part = make_part(contents)
-    needed = ", so every field must be named" if command == "write" else ""
+    needed = ", so every field must be named, or --format given" if command == "write" else ""
     document = None if command == "read" else {"ser_num": "x"}
     result = part.run(command, document=document)
     reason = f"the part holds no intact record: its version word is 0xffff{needed}"
