@@ -223,7 +223,9 @@ def test_without_proc_the_message_names_what_is_missing_and_not_the_part(part, c
     missing += ["-e", "inject=?access,?faccessat,?faccessat2:error=ENOENT"]
     result = part.run(*command, before=missing)
     assert (result.status, result.out, part.image) == (4, b"", V2)
-    expected = b"cannot open /proc/self/fd/.*: No such file or directory; the part was not changed\n"
+    expected = (
+        b"cannot open /proc/self/fd/.*: No such file or directory; the part was not changed\n"
+    )
     assert re.fullmatch(b"kestrel-record: " + expected, result.err), result.err
 
 
