@@ -203,7 +203,8 @@ std::string generalHelp()
     for (const Command& command : kCommands)
         text += synopsis(command) + "    " + command.purpose + "\n";
     return text + "kestrel-record --help | --version | COMMAND --help\n" + fieldHelp() +
-           "\nSee kestrel-record(1), and kestrel-record(5) for the document.\n";
+           "\nDOCUMENT is a file, or - for standard input.\n"
+           "See kestrel-record(1), and kestrel-record(5) for the document.\n";
 }
 
 std::string commandHelp(const Command& command)
