@@ -3,6 +3,7 @@
 #include "FormattedRecords.h"
 #include "TestRecord.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <set>
