@@ -1,14 +1,17 @@
 #include "Eeprom.h"
 
 #include "Crc32.h"
+#include "DescriptorIo.h"
 #include "FailingCalls.h"
 #include "MessageOf.h"
 #include "TestEeprom.h"
 
+#include <array>
 #include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -284,6 +287,23 @@ TEST(RewriteCrcFailure, OfTheSeekSurfacesInTheReadAfterIt)
     eeprom.size = 16;
     EXPECT_EQ(MessageOf<std::system_error>([&] { eeprom.RewriteCrc(); }),
               std::string("Error reading from file descriptor:: ") + strerror(EBADF));
+}
+
+// On a socket every seek fails, and the transfers do not.
+TEST(RewriteCrcFailure, OfTheSeeksIsIgnoredWhereTheTransfersSucceed)
+{
+    std::array<int, 2> ends{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
+    TestEeprom eeprom;
+    eeprom.fd = ends[0];
+    eeprom.size = 9;
+    eeprom.crcPos = 9;
+    WriteLoop(ends[1], "123456789", 9);
+    eeprom.RewriteCrc();
+    Bytes crc(4, 0);
+    ReadLoop(ends[1], crc.data(), crc.size());
+    close(ends[1]);
+    EXPECT_EQ(crc, Bytes({0xCB, 0xF4, 0x39, 0x26}));
 }
 
 TEST_F(WriteField, ChangesTheFieldStoresTheCrcReloadsTheMirrorAndReturnsZero)
