@@ -24,10 +24,10 @@ IMPATIENT = 0.5  # seconds, after a wait in vain: one failure is enough to know
 
 TIOCGPTN = 0x80045430  # asks a pseudo-terminal's number; Python does not have it yet
 
-Cell = namedtuple("Cell", "text foreground background reverse bold underline blink")
+Cell = namedtuple("Cell", "text foreground background reverse bold underline blink dim")
 
-# pyte does not know blinking, and nothing here is italic.
-pyte.graphics.TEXT.update({5: "+italics", 25: "-italics"})
+# pyte knows neither blinking nor dim, and nothing here is italic or struck through.
+pyte.graphics.TEXT.update({2: "+strikethrough", 5: "+italics", 25: "-italics"})
 
 
 def key(name, terminal="screen-256color"):
@@ -178,7 +178,14 @@ class Terminal:
     def cells(self):
         return [
             [
-                Cell(*cell[:3], cell.reverse, cell.bold, cell.underscore, cell.italics)
+                Cell(
+                    *cell[:3],
+                    cell.reverse,
+                    cell.bold,
+                    cell.underscore,
+                    cell.italics,
+                    cell.strikethrough,
+                )
                 for cell in (
                     self.screen.buffer[row][column] for column in range(self.screen.columns)
                 )
@@ -235,7 +242,7 @@ def screen_of(values, current, prompt="", first=0, size=(24, 80), column=None, c
     not that of the longest value.
     """
     rows, columns = size
-    plain = Cell(" ", *(["white", "blue"] if colours else ["default"] * 2), *[False] * 4)
+    plain = Cell(" ", *(["white", "blue"] if colours else ["default"] * 2), *[False] * 5)
     grey = plain._replace(foreground="black") if colours else plain
     cells = [[plain] * columns for _ in range(rows)]
 
