@@ -143,9 +143,11 @@ def test_each_field_is_printed_alone_on_a_line_and_in_the_order_asked_for(make_p
         assert (result.status, result.out) == (6, b"") and name.encode() in result.err
 
 
-def test_a_field_alone_is_escaped_in_its_line(make_part):
-    part = make_part(records.with_field(records.formatted(2), "--ser_num", b'\xe4\n\x7f"\\'))
-    assert part.run("read", "ser_num") == (0, b'\\u00e4\\u000a\\u007f"\\\n', b"")
+def test_a_field_alone_is_escaped_in_its_line_and_not_cut(make_part):
+    stored = b'\xe4\n\x7f"\\' + b"\xff" * 8
+    part = make_part(records.with_field(records.formatted(2), "--ser_num", stored))
+    shown = b'\\u00e4\\u000a\\u007f"\\' + rb"\u00ff" * 8
+    assert part.run("read", "ser_num") == (0, shown + b"\n", b"")
 
 
 # Parts without an intact record
