@@ -101,7 +101,7 @@ class Sandbox:
     def fail(self, injection, *arguments):
         """Runs the program with a fault, in strace's words, in its device calls."""
         result, lines = self.strace(["-e", "inject=" + injection], arguments)
-        assert any("(INJECTED)" in line for line in lines), "the fault was not reached"
+        assert any("(INJECTED" in line for line in lines), "the fault was not reached"
         return result
 
 
@@ -187,7 +187,7 @@ class Part:
     def fail(self, injection, *arguments, **options):
         """Runs a command with a fault, in strace's words, in its calls on the part."""
         result, lines = self.strace(["-e", "inject=" + injection], *arguments, **options)
-        assert any("(INJECTED)" in line for line in lines), "the fault was not reached"
+        assert any("(INJECTED" in line for line in lines), "the fault was not reached"
         return result
 
 

@@ -355,6 +355,18 @@ def test_each_byte_read_back_counts_the_crc_and_what_follows_included(make_part,
             assert failed(part, ignored, "write", "--format", document=document)[0] == 7, position
 
 
+@pytest.mark.parametrize("position", [0, 254])
+def test_a_byte_that_reads_back_differently_is_noticed_outside_of_the_write_too(
+    make_part, position
+):
+    part = make_part(records.formatted(2))
+    wanted = records.with_field(part.image, "--ser_num", b"1")
+    read_back = records.patched(wanted, position, bytes([wanted[position] ^ 1]))[: position + 1]
+    damaged = f"read:poke_exit=@arg2={read_back.hex()}:when=2"
+    status, message = failed(part, damaged, "write", "--set", "ser_num=1")
+    assert status == 7 and "the part was changed" in message
+
+
 @pytest.mark.parametrize(
     "fault",
     [
