@@ -85,7 +85,7 @@ TEST(Options, AreRefusedWithWhatIsWrong)
         {{"--device"}, "--device needs a value"},
         {{"-o"}, "-o needs a value"},
         {{"--set", "a"}, "--set takes FIELD=VALUE, not \"a\""},
-        {{"--set", "a=", "--set", "a=1"}, "--set a= has no value"},
+        {{"--set", "ser_num=", "--set", "ser_num=1"}, "--set ser_num= has no value"},
         {{"-oF"}, "DOCUMENT or --set is missing"},
         {{"D"}, "-o FILE is missing"},
         {{"-oF", "D", "E"}, "one DOCUMENT is enough: \"E\" is too much"},
