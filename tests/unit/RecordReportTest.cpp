@@ -32,6 +32,17 @@ TEST(Report, ShowsOnlyNewValuesWhereThereWasNoRecord)
     EXPECT_NE(reportAsJson(report).find("\"before\": null"), std::string::npos);
 }
 
+TEST(Report, CutsALongValueInItsLineButNotInJson)
+{
+    Report report = writtenReport();
+    report.comparison.changes = {{findField("ser_num"), std::string(13, '\xff'), "SN"}};
+    std::string shown;
+    for (int i = 0; i < 10; ++i)
+        shown += "\\u00ff";
+    EXPECT_EQ(reportAsLines(report), "ser_num: " + shown + "... -> SN\nwritten\n");
+    EXPECT_NE(reportAsJson(report).find(shown + R"(\u00ff\u00ff\u00ff")"), std::string::npos);
+}
+
 TEST(Report, IsOneLineOfJson)
 {
     EXPECT_EQ(reportAsJson(writtenReport()),
