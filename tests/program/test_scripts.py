@@ -311,14 +311,30 @@ def test_a_sandbox_leaves_nothing_when_its_command_ends(tmp_path):
     assert not list(tmp_path.iterdir())
 
 
-@pytest.mark.parametrize("sent", [signal.SIGHUP, signal.SIGINT, signal.SIGTERM])
+SIGNALS = pytest.mark.parametrize("sent", [signal.SIGHUP, signal.SIGINT, signal.SIGTERM])
+
+
+@SIGNALS
+def test_a_script_that_a_signal_ends_cleans_up_once_and_does_not_go_on(sent):
+    script = "clean_up() { echo cleaned; }; . script/clean-up.sh; kill -%i $$; echo went on" % sent
+    done = subprocess.run(
+        ["sh", "-c", script],
+        cwd=ROOT,
+        capture_output=True,
+        check=False,
+        # In a background job of a script the interrupt is ignored.
+        preexec_fn=lambda: signal.signal(sent, signal.SIG_DFL),
+    )
+    assert (done.stdout, done.returncode) == (b"cleaned\n", 128 + sent)
+
+
+@SIGNALS
 def test_a_sandbox_leaves_nothing_when_a_signal_ends_it(tmp_path, sent):
     with subprocess.Popen(
         [ROOT / "script/sandbox", "sh", "-c", "echo ready; exec sleep 60"],
         env={**os.environ, "TMPDIR": str(tmp_path)},
         stdout=subprocess.PIPE,
         process_group=0,
-        # In a background job of a script the interrupt is ignored.
         preexec_fn=lambda: signal.signal(sent, signal.SIG_DFL),
     ) as sandbox:
         assert sandbox.stdout.readline() == b"ready\n"
