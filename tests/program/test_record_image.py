@@ -140,17 +140,21 @@ def test_what_cannot_be_written_is_status_4(record, tmp_path, name):
 
 @pytest.mark.parametrize("there", [True, False], ids=["old file", "no file"])
 @pytest.mark.parametrize(
-    "fault", ["write:error=ENOSPC:when=1", "rename,renameat,renameat2:error=EIO"]
+    "fault",
+    ["write:error=ENOSPC:when=LAST", "fsync:error=EIO", "rename,renameat,renameat2:error=EIO"],
 )
 def test_a_file_that_cannot_be_made_leaves_the_folder_as_it_was(record, tmp_path, fault, there):
     folder = tmp_path / "folder"
     folder.mkdir()
     file = folder / "image"
+    log = tmp_path / "log"
+    image(record, tmp_path / "other", before=["strace", "-o", log, "-e", "trace=write"])
+    fault = fault.replace("LAST", str(log.read_text().count("write(")))
     if there:
         file.write_bytes(b"old")
-    log = tmp_path / "log"
     result = image(record, file, before=["strace", "-o", log, "-e", f"inject={fault}"])
-    assert "INJECTED" in log.read_text()
+    calls = log.read_text()
+    assert "INJECTED" in calls and f'openat(AT_FDCWD, "{folder}/.' in calls  # and not elsewhere
     assert result.status == 4 and result.err.startswith(b"kestrel-record: ")
     assert [path.read_bytes() for path in folder.iterdir()] == ([b"old"] if there else [])
 
