@@ -359,6 +359,17 @@ def test_every_script_that_makes_a_temporary_file_removes_it_in_the_same_way():
     assert trapping == {"clean-up.sh"}
 
 
+# script/fuzz
+
+
+@pytest.mark.parametrize("seconds", ["", "0", "00", "-1", "1.5", "6x", "DocumentFuzzer"])
+def test_fuzzing_refuses_what_is_not_a_number_of_seconds(checkout, seconds):
+    checkout.fake("script/setup")
+    message = "usage: script/fuzz [SECONDS]\n"
+    assert checkout.run("script/fuzz", seconds) == (2, "", message)
+    assert checkout.calls() == []
+
+
 # script/demo
 
 
