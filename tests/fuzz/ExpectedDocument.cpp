@@ -1,7 +1,7 @@
 #include "ExpectedDocument.h"
 
 #include "Expect.h"
-#include "JsonText.h"
+#include "StrictJson.h"
 
 #include <algorithm>
 #include <array>
@@ -112,10 +112,12 @@ const TextRule* RuleOf(const std::string& key)
 
 using Text = std::optional<std::string>;
 
-Text StringValue(const TextRule& rule, const JsonValue& value)
+Text StringValue(const TextRule& rule, const Json& value)
 {
-    const std::string& text = value.text;
-    if (value.kind != JsonValue::Kind::kString || !Matches(text, rule.form))
+    if (!value.is_string())
+        return std::nullopt;
+    const std::string text = value.get<std::string>();
+    if (!Matches(text, rule.form))
         return std::nullopt;
     if (rule.form == kMac && text.find_first_not_of("0:") == std::string::npos)
         return std::nullopt;
@@ -140,28 +142,30 @@ const std::map<double, std::string>& Decibels()
     return decibels;
 }
 
-Text CalibrationValue(const JsonValue& value)
+Text CalibrationValue(const Json& value)
 {
-    if (value.kind != JsonValue::Kind::kArray || value.elements.size() != 8)
+    if (!value.is_array() || value.size() != 8)
         return std::nullopt;
     std::string text;
-    for (const JsonValue& element : value.elements) {
-        const auto place = Decibels().find(element.number);
-        if (element.kind != JsonValue::Kind::kNumber || place == Decibels().end())
+    for (const Json& element : value) {
+        if (!element.is_number())
+            return std::nullopt;
+        const auto place = Decibels().find(element.get<double>());
+        if (place == Decibels().end())
             return std::nullopt;
         text += (text.empty() ? "[" : ", ") + place->second;
     }
     return text + "]";
 }
 
-Text VersionValue(const JsonValue& value)
+Text VersionValue(const Json& value)
 {
-    if (value.kind != JsonValue::Kind::kNumber || (value.number != 1 && value.number != 2))
-        return std::nullopt;
-    return value.number == 1 ? "1" : "2";
+    if (value == 1)
+        return "1";
+    return value == 2 ? Text("2") : std::nullopt;
 }
 
-Text ExpectedValue(const std::string& key, const JsonValue& value)
+Text ExpectedValue(const std::string& key, const Json& value)
 {
     if (key == "version")
         return VersionValue(value);
@@ -187,14 +191,9 @@ std::set<int> VersionsFor(const std::string& key, const std::string& value)
     return RuleOf(key)->versions;
 }
 
-JsonValue SettingValue(const std::string& key, const std::string& text)
+Json SettingValue(const std::string& key, const std::string& text)
 {
-    if (key == "version" || key == "aio_calibration")
-        return ParseJson(text).value_or(JsonValue());
-    JsonValue value;
-    value.kind = JsonValue::Kind::kString;
-    value.text = text;
-    return value;
+    return key == "version" || key == "aio_calibration" ? ParseJson(text) : Json(text);
 }
 
 // With no version named: the versions that take all that has one version only.
@@ -215,17 +214,16 @@ std::set<int> PossibleVersions(const std::map<std::string, std::string>& values)
 
 ExpectedDocument::ExpectedDocument(const std::optional<std::string>& text, const Settings& settings)
 {
-    const std::optional<JsonValue> object = text ? ParseJson(*text) : std::nullopt;
-    std::map<std::string, JsonValue> members;
-    if (object && object->kind == JsonValue::Kind::kObject)
-        members.insert(object->members.begin(), object->members.end());
-    else if (text)
+    Json members = text ? ParseJson(*text) : Json::object();
+    if (!members.is_object()) {
         wrong.insert(std::nullopt);
+        members = Json::object();
+    }
     for (const auto& [key, value] : settings)
         members[key] = SettingValue(key, value);
 
     std::map<std::string, std::string> all;
-    for (const auto& [key, member] : members) {
+    for (const auto& [key, member] : members.items()) {
         const Text value = ExpectedValue(key, member);
         if (value)
             values[key] = *value;

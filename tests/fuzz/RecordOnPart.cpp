@@ -3,7 +3,7 @@
 #include "CapturedFiles.h"
 #include "Commands.h"
 #include "Expect.h"
-#include "JsonText.h"
+#include "StrictJson.h"
 #include "TextRules.h"
 
 #include <algorithm>
@@ -96,13 +96,13 @@ Values ExpectedValues(const RecordModel& model)
     return values;
 }
 
-std::string TextOf(const JsonValue& value)
+std::string TextOf(const Json& value)
 {
-    if (value.kind == JsonValue::Kind::kNumber)
-        return std::to_string(static_cast<int>(value.number));
-    std::string text = value.text;
-    for (const JsonValue& element : value.elements)
-        text += std::to_string(element.number) + " ";
+    if (!value.is_array())
+        return value.is_string() ? value.get<std::string>() : value.dump();
+    std::string text;
+    for (const Json& element : value)
+        text += std::to_string(element.get<double>()) + " ";
     return text;
 }
 
@@ -114,10 +114,10 @@ bool IsShown(char character)
 Values ValuesOf(const std::string& output)
 {
     Expect(std::all_of(output.begin(), output.end(), IsShown), "a document is printable");
-    const auto document = ParseJson(output);
-    Expect(document && document->kind == JsonValue::Kind::kObject, "a document comes out");
+    const Json document = ParseJson(output);
+    Expect(document.is_object(), "a document comes out");
     Values values;
-    for (const auto& [key, value] : document->members)
+    for (const auto& [key, value] : document.items())
         values.emplace_back(key, TextOf(value));
     return values;
 }
