@@ -179,6 +179,28 @@ SENTENCES = [
         "Usage: kestrel <r/w> <element> [<argStr>]",
     ),
     (
+        "kestrel.1",
+        "Every command opens it for reading and writing, also those that only read, and even "
+        "--help",
+        "rm $UMOCKDEV_DIR/sys/bus/i2c/devices/0-0050/eeprom; kestrel --help 2>&1",
+        "kestrel: Error: Open file descriptor: No such file or directory",
+    ),
+    (
+        "kestrel-boardtest.1",
+        "The submode was executed, also when the record is damaged",
+        "printf x | dd of=/sys/bus/i2c/devices/0-0050/eeprom bs=1 seek=9 conv=notrunc status=none; "
+        "kestrel-boardtest 1 2>&1 >/dev/null | head -n 1; kestrel-boardtest 1 >/dev/null 2>&1; "
+        "echo $?",
+        "CRC invalid\n0",
+    ),
+    (
+        RECORD,
+        "The document is refused; every error is named",
+        "kestrel-record check --set type=x --set mac1=x 2>&1 | cut -d ' ' -f 1,2; "
+        "kestrel-record check --set typ=x 2>/dev/null; echo $?",
+        "kestrel-record: type:\nkestrel-record: mac1:\n3",
+    ),
+    (
         RECORD,
         "It must not be longer than 1 MiB",
         "for blanks in 1048574 1048575; do printf '{}%*s' $blanks '' | kestrel-record check - "
@@ -410,6 +432,30 @@ def test_with_the_terminal_of_the_page_both_backspaces_remove_a_character(make_s
     terminal.press(ENTER, b"\x7f", b"\x08", ENTER)
     terminal.leave()
     assert elements.field("--ser_num", 2).of(sandbox.image)[-3:] == end
+
+
+def test_the_menu_does_what_the_sentences_of_the_page_say(make_sandbox):
+    text = text_of("kestrel.1")
+    sandbox = make_sandbox(PARTS["formatted-v2"])
+    terminal = Terminal(sandbox)
+    assert "and the list shows the old values until the next edit" in text
+    terminal.go_to("Erase")
+    before = terminal.text()
+    terminal.press(ENTER)
+    assert (sandbox.image, terminal.text()) == (records.BLANK_V2, before)
+    assert "keys like Delete, Home and F1 enter two," in text
+    terminal.go_to("Hardware Rev", "Erase")
+    for name in ("kdch1", "khome", "kf1"):
+        terminal.press(ENTER)
+        before = terminal.row(22)
+        terminal.press(key(name))
+        assert len(terminal.row(22)) == len(before) + 2
+        terminal.press(ENTER)
+    assert "Ctrl-C leaves without writing, with status 1." in text
+    terminal.press(ENTER, b"1")
+    before = sandbox.image
+    terminal.child.send(b"\x03")
+    assert (terminal.wait_for_end(), sandbox.image) == (1, before)
 
 
 # The record
