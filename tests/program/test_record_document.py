@@ -205,6 +205,7 @@ def test_every_error_is_named_at_once(record):
 def test_an_empty_document_and_a_complete_one_of_each_version_are_accepted(record):
     for document in ({}, model.sample(1), model.sample(2)):
         assert record.run("check", document=document) == (0, b"valid\n", b"")
+        assert record.report("check", document=document)["version"] == document.get("version")
 
 
 # Text that is no document

@@ -68,7 +68,7 @@ def test_a_new_file_has_the_mode_that_a_redirection_gives(record, tmp_path, mask
     assert [path.name for path in tmp_path.iterdir()] == ["image"]
 
 
-@pytest.mark.parametrize("mode", [0o600, 0o640, 0o666, 0o755])
+@pytest.mark.parametrize("mode", [0o600, 0o640, 0o666, 0o1755])
 def test_a_file_is_replaced_whole_and_keeps_its_mode(record, tmp_path, mode):
     file, link = tmp_path / "image", tmp_path / "link"
     file.write_bytes(b"old" * 1000)
