@@ -3,6 +3,7 @@
 import json
 import os
 import re
+import signal
 import subprocess
 from collections import namedtuple
 from pathlib import Path
@@ -17,6 +18,13 @@ Result = namedtuple("Result", "status out err")
 def pytest_addoption(parser):
     parser.addoption("--programs", required=True, help="where the programs to be tested are")
     parser.addoption("--rounds", type=int, default=500, help="of random records")
+
+
+def pytest_configure():
+    """In a background job these are ignored, also by what it starts, unless they have a handler."""
+    for number in (signal.SIGINT, signal.SIGHUP):
+        if signal.getsignal(number) is signal.SIG_IGN:
+            signal.signal(number, lambda *_: None)
 
 
 def result_of(command, environment, **options):
