@@ -365,10 +365,12 @@ def test_the_statuses_are_those_of_the_page(make_sandbox):
         "kestrel --ser_nums": 255,
     }.items():
         assert sandbox.shell(command).status == status
-    aborted = sandbox.fail("read:retval=4000:when=1", "-r", "--crc")
-    assert aborted.status == 128 - 134  # of a signal; a shell adds 128
     lines = (MAN / "kestrel.1").read_text().split(".Sh EXIT STATUS")[1].split(".Sh EXAMPLES")[0]
     assert re.findall(r"^\.It (\d+)$", lines, re.MULTILINE) == ["0", "1", "255", "134"]
+    aborted = sandbox.fail("read:retval=4000:when=1", "-r", "--crc")
+    if b"AddressSanitizer" in aborted.err:
+        pytest.skip("the sanitizer believes the call and stops the process itself")
+    assert aborted.status == 128 - 134  # of a signal; a shell adds 128
 
 
 def texts_of_the_programs():
