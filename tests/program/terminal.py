@@ -4,12 +4,8 @@ pyte emulates the terminal; with the terminfo entries of xterm it loses repeated
 backgrounds, so the entry is that of screen.
 """
 
-import fcntl
-import os
 import shlex
-import struct
 import subprocess
-import termios
 import time
 from collections import namedtuple
 from pathlib import Path
@@ -18,11 +14,10 @@ import elements
 import pexpect
 import pyte
 import records
+from idleness import is_idle, last_process, terminal_of
 
 TIMEOUT = 10  # seconds, for what takes milliseconds
 IMPATIENT = 0.5  # seconds, after a wait in vain: one failure is enough to know
-
-TIOCGPTN = 0x80045430  # asks a pseudo-terminal's number; Python does not have it yet
 
 Cell = namedtuple("Cell", "text foreground background reverse bold underline blink dim")
 
@@ -73,8 +68,7 @@ class Terminal:
         )
         self.child.delaybeforesend = None
         self.child.ptyproc.delayafterclose = self.child.ptyproc.delayafterterminate = 0.01
-        number = fcntl.ioctl(self.child.child_fd, TIOCGPTN, struct.pack("I", 0))
-        self.tty = f"/dev/pts/{struct.unpack('I', number)[0]}"
+        self.tty = terminal_of(self.child)
         Terminal.running.append(self)
         self.wait_until(lambda: self.row(rows - 2).startswith(" $>") or not self.child.isalive())
         self.settle()
@@ -89,31 +83,12 @@ class Terminal:
         self.stream.feed(output)
         return True
 
-    def program(self):
-        """The process at the end of the shells and tracers."""
-        process = self.child.pid
-        while children := Path(f"/proc/{process}/task/{process}/children").read_text().split():
-            process = children[-1]
-        return process
-
-    def idle(self):
-        """Whether the program has ended, or taken all input and waits for more."""
-        try:
-            tty = os.open(self.tty, os.O_RDONLY | os.O_NOCTTY | os.O_NONBLOCK)
-            unread = fcntl.ioctl(tty, termios.FIONREAD, struct.pack("I", 0))
-            os.close(tty)
-            stat = Path(f"/proc/{self.program()}/stat").read_text()
-            state = stat.rsplit(")", 1)[1].split()[0]
-        except OSError:
-            return True
-        return state in "SZ" and struct.unpack("I", unread)[0] == 0
-
     def settle(self):
         quiet = 0
 
         def at_rest():
             nonlocal quiet
-            quiet = 0 if self.pump() or not self.idle() else quiet + 1
+            quiet = 0 if self.pump() or not is_idle(self.child, self.tty) else quiet + 1
             return quiet == 2
 
         assert self.wait_until(at_rest, 0), "the program does not come to rest"
@@ -140,7 +115,7 @@ class Terminal:
     def wake_ups(self):
         """How often the program has waited; None if it has ended."""
         try:
-            status = Path(f"/proc/{self.program()}/status").read_text()
+            status = Path(f"/proc/{last_process(self.child)}/status").read_text()
         except OSError:
             return None
         if "\nState:\tZ" in status:

@@ -13,6 +13,7 @@ import pexpect
 import pytest
 import record_model
 import records
+from idleness import is_idle, terminal_of
 
 ROOT = Path(__file__).parents[2]
 TIMEOUT = 20  # seconds, for what takes milliseconds
@@ -65,6 +66,7 @@ class Shell:
             timeout=TIMEOUT,
         )
         self.child.delaybeforesend = None
+        self.tty = terminal_of(self.child)
         self.child.expect_exact("> ")
         for line in START[name]:
             self.enter(line)
@@ -80,9 +82,14 @@ class Shell:
     def press(self, keys):
         """Types keys on an empty line; the line that results, and what appears on the screen."""
         self.line_file.unlink(missing_ok=True)
-        self.child.send("\x15" + keys + "\x18d")
+        self.child.send("\x15" + keys)
         output = ""
         deadline = time.monotonic() + TIMEOUT
+        # zsh lists nothing while there are more keys to read.
+        while (more := self.read()) or not is_idle(self.child, self.tty):
+            assert time.monotonic() < deadline, output
+            output += more
+        self.child.send("\x18d")
         while not (self.line_file.exists() and self.line_file.read_text().endswith("\n")):
             assert time.monotonic() < deadline, output
             output += self.read()
@@ -92,7 +99,7 @@ class Shell:
 
     def read(self):
         try:
-            return self.child.read_nonblocking(65536, 0.05)
+            return self.child.read_nonblocking(65536, 0.01)
         except pexpect.TIMEOUT:
             return ""
 
