@@ -299,7 +299,14 @@ def test_a_sandbox_without_a_command_is_a_shell():
 
 
 def test_a_sandbox_refuses_what_it_does_not_know(tmp_path):
-    for arguments in (["--v3"], ["--image"], ["--image", tmp_path / "missing"]):
+    read_only = tmp_path / "read-only"
+    read_only.touch(0o444)
+    images = [tmp_path / "missing", tmp_path]
+    images += [] if os.access(read_only, os.W_OK) else [read_only]  # root may write it
+    for image in images:
+        done = in_sandbox("--image", image)
+        assert done.returncode == 2 and b"cannot use the file" in done.stderr
+    for arguments in (["--v3"], ["--image"]):
         done = in_sandbox(*arguments)
         assert done.returncode == 2 and done.stdout == b"" and done.stderr != b""
     assert b"usage: script/sandbox" in in_sandbox("--help").stderr
