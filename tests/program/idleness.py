@@ -6,13 +6,12 @@ import struct
 import termios
 from pathlib import Path
 
-TIOCGPTN = 0x80045430  # asks a pseudo-terminal's number; Python does not have it yet
+TIOCGPTPEER = 0x5441  # opens a pseudo-terminal by its other end; Python does not have it yet
 
 
-def terminal_of(child):
-    """The path of the terminal on which pexpect's child runs."""
-    number = fcntl.ioctl(child.child_fd, TIOCGPTN, struct.pack("I", 0))
-    return f"/dev/pts/{struct.unpack('I', number)[0]}"
+def open_terminal(child):
+    """Opens the terminal on which pexpect's child runs, which need not be below /dev/pts."""
+    return fcntl.ioctl(child.child_fd, TIOCGPTPEER, os.O_RDONLY | os.O_NOCTTY | os.O_NONBLOCK)
 
 
 def last_process(child):
@@ -23,12 +22,12 @@ def last_process(child):
     return process
 
 
-def is_idle(child, terminal):
+def is_idle(child):
     """Whether the program has ended, or taken all input and sleeps."""
+    tty = open_terminal(child)
+    unread = fcntl.ioctl(tty, termios.FIONREAD, struct.pack("I", 0))
+    os.close(tty)
     try:
-        tty = os.open(terminal, os.O_RDONLY | os.O_NOCTTY | os.O_NONBLOCK)
-        unread = fcntl.ioctl(tty, termios.FIONREAD, struct.pack("I", 0))
-        os.close(tty)
         stat = Path(f"/proc/{last_process(child)}/stat").read_text()
         state = stat.rsplit(")", 1)[1].split()[0]
     except OSError:

@@ -14,7 +14,7 @@ import elements
 import pexpect
 import pyte
 import records
-from idleness import is_idle, last_process, terminal_of
+from idleness import is_idle, last_process
 
 TIMEOUT = 10  # seconds, for what takes milliseconds
 IMPATIENT = 0.5  # seconds, after a wait in vain: one failure is enough to know
@@ -68,7 +68,6 @@ class Terminal:
         )
         self.child.delaybeforesend = None
         self.child.ptyproc.delayafterclose = self.child.ptyproc.delayafterterminate = 0.01
-        self.tty = terminal_of(self.child)
         Terminal.running.append(self)
         self.wait_until(lambda: self.row(rows - 2).startswith(" $>") or not self.child.isalive())
         self.settle()
@@ -88,7 +87,7 @@ class Terminal:
 
         def at_rest():
             nonlocal quiet
-            quiet = 0 if self.pump() or not is_idle(self.child, self.tty) else quiet + 1
+            quiet = 0 if self.pump() or not is_idle(self.child) else quiet + 1
             return quiet == 2
 
         assert self.wait_until(at_rest, 0), "the program does not come to rest"

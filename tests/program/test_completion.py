@@ -13,7 +13,7 @@ import pexpect
 import pytest
 import record_model
 import records
-from idleness import is_idle, terminal_of
+from idleness import is_idle
 
 ROOT = Path(__file__).parents[2]
 TIMEOUT = 20  # seconds, for what takes milliseconds
@@ -66,7 +66,6 @@ class Shell:
             timeout=TIMEOUT,
         )
         self.child.delaybeforesend = None
-        self.tty = terminal_of(self.child)
         self.child.expect_exact("> ")
         for line in START[name]:
             self.enter(line)
@@ -86,7 +85,7 @@ class Shell:
         output = ""
         deadline = time.monotonic() + TIMEOUT
         # zsh lists nothing while there are more keys to read.
-        while (more := self.read()) or not is_idle(self.child, self.tty):
+        while (more := self.read()) or not is_idle(self.child):
             assert time.monotonic() < deadline, output
             output += more
         self.child.send("\x18d")

@@ -15,6 +15,7 @@ import pytest
 import records
 from conftest import short_form
 from device_operations import FORMAT, VERSION_READ, bring_up, element_write
+from idleness import open_terminal
 from terminal import (
     BACKSPACE,
     DOWN,
@@ -588,7 +589,7 @@ def test_a_date_too_short_ends_in_the_middle_of_the_screen(make_sandbox):
 
 def modes(terminal):
     """Whether the terminal echoes and waits for whole lines, as a shell wants it."""
-    tty = os.open(terminal.tty, os.O_RDONLY | os.O_NOCTTY)
+    tty = open_terminal(terminal.child)
     local = termios.tcgetattr(tty)[3]
     os.close(tty)
     return bool(local & termios.ECHO), bool(local & termios.ICANON)
