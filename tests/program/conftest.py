@@ -20,11 +20,15 @@ def pytest_addoption(parser):
     parser.addoption("--rounds", type=int, default=500, help="of random records")
 
 
-def pytest_configure():
+def heed_signals():
     """In a background job these are ignored, also by what it starts, unless they have a handler."""
     for number in (signal.SIGINT, signal.SIGHUP):
         if signal.getsignal(number) is signal.SIG_IGN:
             signal.signal(number, lambda *_: None)
+
+
+def pytest_configure():
+    heed_signals()
 
 
 def result_of(command, environment, **options):

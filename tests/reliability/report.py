@@ -10,6 +10,7 @@ import record_sweep
 import record_torn
 import record_writers
 import two_writers
+from conftest import heed_signals
 
 
 def table(title, rows):
@@ -22,6 +23,7 @@ def table(title, rows):
 
 
 def main():
+    heed_signals()
     program = Path(sys.argv[1]).resolve()
     table("fault", fault_sweep.run(program))
     table("crash", {"killed at every call, then repeated": crash_sweep.run(program)})
