@@ -131,7 +131,7 @@ def print_times(turns):
 def print_targets(turns):
     targets = [
         ("release", READ, DD, 1.0),
-        ("release", DUMP, DD_OD, 0.45),
+        ("release", DUMP, DD_OD, 0.40),
         ("static", READ, TRUE, 1.0),
     ]
     rows = []
