@@ -31,6 +31,16 @@ def pytest_configure():
     heed_signals()
 
 
+@pytest.fixture(scope="session")
+def installed_examples(request, tmp_path_factory):
+    """The folder of the examples, as the package has it."""
+    prefix = tmp_path_factory.mktemp("installed")
+    build = request.config.getoption("--programs")
+    command = ["cmake", "--install", build, "--prefix", prefix]
+    subprocess.run(command, stdout=subprocess.DEVNULL, check=True)
+    return prefix / "share/doc/kestrel/examples"
+
+
 def result_of(command, environment, **options):
     options = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
     done = subprocess.run(command, env=environment, check=False, timeout=60, **options)
