@@ -73,15 +73,15 @@ def mutants(path):
 
 def test_commands(path, build):
     """The tests that look at a file, the quickest first, with what they need built and their seconds."""
-    pytest = ["/usr/bin/python3", "-B", "-m", "pytest", "-x", "-q", "-p", "no:cacheprovider"]
-    pytest.append(f"--programs={build}")
+    pytest = ["/usr/bin/python3", "-B", "-m", "pytest", "-x", "-q", f"--programs={build}"]
+    pytest += ["--failed-first", "-o", f"cache_dir={build}/pytest"]  # the next line is alike
     menu = ("all", 120, [*pytest, MENU_TEST])
     if re.match(r"tool/(MenuLine|MenuScreen|MessageWatch|PrintableText)\.", path):
         return [menu]
     unit = ("unit-tests", 15, [build / "tests/unit-tests", "--gtest_brief=1"])
     program = [*pytest, *program_tests()]
     if path.startswith("record/"):
-        record = [name for name in program_tests() if "_record_" in name]
+        record = [name for name in reversed(program_tests()) if "_record_" in name]
         return [unit, ("all", 180, [*pytest, *record])]
     return [
         unit,
