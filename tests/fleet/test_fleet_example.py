@@ -1,0 +1,169 @@
+"""What the files of the example are for, each as it is installed."""
+
+import json
+import re
+import resource
+
+import pytest
+import record_model
+import records
+from fleet import LOCAL, Board
+
+V2 = records.formatted(2)
+DOCUMENT = {"mac1": "02:a5:5e:12:34:01", "ser_num": "SN-0000004711"}
+WRITTEN = record_model.written(V2, DOCUMENT)
+REFUSED = {"mac1": ""}
+
+
+def on_files(fleet):
+    """Gives the boards of the installed inventory files in the place of an address and a part."""
+    inventory = fleet.folder / "inventory.ini"
+    part = fleet.part("{{ inventory_hostname }}")
+    local = "\n".join([*LOCAL.split(), f"kestrel_device={part}", ""])
+    inventory.write_text(inventory.read_text() + local)
+    for line in inventory.read_text().splitlines():
+        if line.startswith("board-"):
+            name = line.split()[0]
+            version = json.loads((fleet.folder / f"documents/{name}.json").read_text())["version"]
+            fleet.part(name).write_bytes(records.formatted(version))
+
+
+def documents(fleet):
+    return {path.stem: json.loads(path.read_text()) for path in fleet.folder.glob("documents/*")}
+
+
+def test_the_installed_inventory_brings_the_installed_documents_to_its_boards(fleet):
+    on_files(fleet)
+    before = fleet.images()
+    run = fleet.run()
+    assert run.status == 0, run.output
+    assert run.hosts("changed") == set(before) == set(documents(fleet)) != set()
+    for name, document in documents(fleet).items():
+        assert fleet.part(name).read_bytes() == record_model.written(before[name][0], document)
+
+
+def test_the_playbook_passes_the_check_of_its_syntax(fleet):
+    done = fleet.command("ansible-playbook", "playbook.yml", "--syntax-check")
+    assert (done.returncode, done.stdout) == (0, "\nplaybook: playbook.yml\n")
+
+
+def test_the_documentation_has_every_argument_of_the_task(fleet):
+    done = fleet.command("ansible-doc", "-j", "-M", "library", "kestrel_record")
+    options = json.loads(done.stdout)["kestrel_record"]["doc"]["options"]
+    plugin = (fleet.folder / "action_plugins/kestrel_record.py").read_text()
+    scope = {}
+    exec(plugin, scope)
+    documented = {
+        name: {key: option[key] for key in ("type", "required") if key in option}
+        for name, option in options.items()
+    }
+    assert documented == scope["ARGUMENTS"]
+
+
+def test_the_documentation_can_be_read(fleet):
+    done = fleet.command("ansible-doc", "-M", "library", "kestrel_record")
+    assert done.returncode == 0
+    assert all(part in done.stdout for part in ("OPTIONS", "EXAMPLES", "RETURN VALUES"))
+
+
+@pytest.mark.parametrize("mistake", ["devise: x", "wait: soon"])
+def test_a_mistaken_argument_fails_and_is_reported(fleet, mistake):
+    fleet.set_up([Board("board", V2, DOCUMENT)])
+    playbook = fleet.folder / "playbook.yml"
+    without_wait = re.sub(" +wait: .*\n", "", playbook.read_text())
+    playbook.write_text(re.sub("( +)reports:", rf"\g<1>{mistake}\n\g<0>", without_wait))
+    run = fleet.run()
+    assert run.hosts("failed") == {"board"}
+    assert mistake.split(":")[0] in run.report("board")["msg"]
+    assert fleet.part("board").read_bytes() == V2
+
+
+def test_the_boards_that_failed_are_driven_again_by_themselves(fleet):
+    fleet.set_up([Board("good", V2, DOCUMENT), Board("bad", V2, REFUSED)])
+    assert fleet.run().status == 2
+    (fleet.folder / "documents/bad.json").write_text(json.dumps(DOCUMENT))
+    again = fleet.run("--limit", "@playbook.retry")
+    assert again.status == 0
+    assert [report["host"] for report in again.reports] == ["bad"]
+    assert fleet.part("bad").read_bytes() == WRITTEN
+
+
+BATCHES = ("-e", '{"batches": [1, "100%"]}')
+
+
+def test_a_batch_in_which_every_board_fails_is_the_last_one(fleet):
+    fleet.set_up([Board("a", V2, REFUSED), Board("b", V2, DOCUMENT), Board("c", V2, DOCUMENT)])
+    run = fleet.run(*BATCHES)
+    assert run.status == 2
+    assert [report["host"] for report in run.reports] == ["a"]
+    assert fleet.part("b").read_bytes() == fleet.part("c").read_bytes() == V2
+
+
+def test_a_batch_is_followed_by_the_next_one_if_a_board_is_well(fleet):
+    fleet.set_up([Board("a", V2, DOCUMENT), Board("b", V2, REFUSED), Board("c", V2, DOCUMENT)])
+    run = fleet.run(*BATCHES)
+    assert run.output.count("PLAY [") == 2
+    assert (run.hosts("changed"), run.hosts("failed")) == ({"a", "c"}, {"b"})
+
+
+def test_a_board_whose_report_cannot_be_kept_fails(fleet):
+    (fleet.folder / "reports.jsonl").symlink_to("/dev/full")
+    fleet.set_up([Board("good", V2, DOCUMENT), Board("bad", V2, REFUSED)])
+    run = fleet.run()
+    assert run.hosts("failed") == {"good", "bad"}
+    place = f"{fleet.folder}/reports.jsonl: No space left on device"
+    written = f"changed, but the report cannot be kept in {place}\nwritten"
+    assert run.shown("good")["msg"] == written
+    assert run.shown("bad")["msg"].startswith(
+        f"failed, but the report cannot be kept in {place}\nmac1: "
+    )
+
+
+def test_no_part_of_a_line_is_left_in_a_file_of_reports_that_is_full(fleet):
+    limit = 100_000
+    reports = fleet.folder / "reports.jsonl"
+    held = b'{"host": "board-0001"}'.ljust(limit - 30) + b"\n"
+    reports.write_bytes(held)
+    fleet.set_up([Board("board", V2, DOCUMENT)])
+    done = fleet.command(
+        "ansible-playbook",
+        "playbook.yml",
+        preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)),
+    )
+    assert (done.returncode, reports.read_bytes()) == (2, held)
+    assert "File too large" in done.stdout and fleet.part("board").read_bytes() == WRITTEN
+
+
+@pytest.fixture
+def over_ssh(fleet):
+    """A board over an ssh that notes its calls and runs the command here, as a board would."""
+    calls = fleet.folder.parent / "calls"
+    on_board = f'echo "ssh $*" >>"{calls}"\nfor last; do :; done\nexec /bin/sh -c "$last"'
+    fleet.fake("ssh", f'[ "$*" = "-o ControlPersist" ] || {{ {on_board}; }}')
+    for other in ("scp", "sftp"):
+        fleet.fake(other, f'echo {other} >>"{calls}"')
+
+    def run(variables):
+        fleet.set_up([Board("board", V2, DOCUMENT, f"ansible_user=service {variables}")])
+        assert fleet.run().hosts("changed") == {"board"}
+        assert fleet.part("board").read_bytes() == WRITTEN
+        return calls.read_text().splitlines()
+
+    return run
+
+
+def test_a_board_gets_one_command_over_ssh_and_no_file(fleet, over_ssh):
+    (call,) = over_ssh("")
+    assert "-o BatchMode=yes" in call and "ControlMaster" not in call
+    assert " -tt " not in call
+    part = f"'\"'\"'{fleet.part('board')}'\"'\"'"
+    command = f"kestrel-record write --json --device {part} - && sleep 0"
+    assert call.endswith(f" board /bin/sh -c '{command}'")
+
+
+def test_a_board_that_only_root_may_write_is_written_by_sudo(fleet, over_ssh):
+    drop_options = 'while [ "$1" != /bin/sh ]; do shift; done'
+    used = fleet.folder.parent / "used"
+    fleet.fake("sudo", f'echo "$*" >"{used}"\n{drop_options}\nexec "$@"')
+    assert len(over_ssh("ansible_become=true")) == 1
+    assert re.search(" -u root /bin/sh -c .*kestrel-record write ", used.read_text())
