@@ -122,17 +122,6 @@ def test_submode_2_pauses_a_millisecond_after_each_pass_and_leaves_the_device_al
     assert all("{tv_sec=0, tv_nsec=1000000}" in line for line in passes[1::2])
 
 
-def test_an_interrupted_pause_is_continued(board_test):
-    sandbox = board_test(V2)
-    log = sandbox.directory / "strace.log"
-    inject = "inject=clock_nanosleep:error=EINTR:when=1..3"
-    lines = first_lines(
-        sandbox, 2, ["strace", "-o", log, "-e", "trace=clock_nanosleep", "-e", inject]
-    )
-    assert lines == [b"loop:10000\n", b"loop:9999\n"]
-    assert len(log.read_text().split("INJECTED")) == 4
-
-
 @pytest.mark.parametrize("closed", [0, 1, 2])
 def test_a_closed_standard_descriptor_never_lets_output_into_the_device(board_test, closed):
     contents = records.damaged(V2)

@@ -97,7 +97,9 @@ def test_formatting_the_other_version_uses_the_new_layout_from_the_header_on(mak
 @pytest.mark.parametrize("call", ["read", "write"])
 def test_a_call_that_was_interrupted_or_not_ready_is_repeated_at_once(make_sandbox, call, error):
     refused = ["-e", f"inject={call}:error={error}:when=1..3"]
-    _, lines = make_sandbox(records.formatted(2)).strace(refused, ["-w", "--hardware_rev", "A01"])
+    sandbox = make_sandbox(records.formatted(2))
+    result, lines = sandbox.strace(refused, ["-w", "--hardware_rev", "A01"])
+    assert result == (0, b"", b"")
     calls = [line.partition("(")[0] for line in lines]
     first = calls.index(call)
     assert calls[first : first + 5] == [call] * 4 + ["lseek"]

@@ -145,15 +145,6 @@ def test_the_seeks_around_a_new_crc_are_not_checked(make_sandbox):
     assert result == (1, b"", NO_BYTES)
 
 
-@pytest.mark.parametrize("error", ["EINTR", "EAGAIN"])
-@pytest.mark.parametrize("call", ["read", "write"])
-def test_interrupted_calls_are_repeated(make_sandbox, call, error):
-    sandbox = make_sandbox(V2)
-    fault = f"{call}:error={error}:when=1..3000"
-    assert sandbox.fail(fault, "-w", "--mac1", "02:a5:5e:00:00:01") == (0, b"", b"")
-    assert sandbox.image == records.with_field(V2, "--mac1", b"\x02\xa5\x5e\0\0\x01")
-
-
 # A very large number whose lower half is the largest result of a 32-bit system.
 HUGE = 0x7FFFFFFF7FFFFFFF
 

@@ -68,8 +68,9 @@ def test_a_date_with_bytes_above_99_is_shown_wider(make_sandbox):
     assert sandbox.read("--productiondate") == b"255255-255-255 255:255:255"
 
 
-def test_texts_end_at_the_first_zero_byte(make_sandbox):
-    sandbox = make_sandbox(records.with_field(V2, "--hardware_rev", b"A\0B"))
-    assert sandbox.read("--hardware_rev") == b"A"
-    sandbox.image = records.with_field(V2, "--ser_num", b"\0hidden")
-    assert sandbox.read("--ser_num") == b""
+@pytest.mark.parametrize("option", ["--hardware_rev", "--pcb_rev", "--ser_num", "--pcb_ser_num"])
+def test_texts_end_at_the_first_zero_byte(make_sandbox, option):
+    sandbox = make_sandbox(records.with_field(V2, option, b"A\0B"))
+    assert sandbox.read(option) == b"A"
+    sandbox.image = records.with_field(V2, option, b"\0AB")
+    assert sandbox.read(option) == b""

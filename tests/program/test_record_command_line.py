@@ -152,16 +152,8 @@ def test_a_document_that_cannot_be_read_is_status_4(part, command, name):
 def test_a_document_that_fails_to_be_read_to_its_end_is_status_4(part):
     document = part.path.parent / "board.json"
     document.write_text("{}")
-    strace = [
-        "strace",
-        "-o",
-        part.path.parent / "log",
-        "-P",
-        document,
-        "-e",
-        "inject=read:error=EIO",
-    ]
-    result = part.run("write", document, before=strace)
+    tracing = ["strace", "-o", part.path.parent / "log", "-P", document]
+    result = part.run("write", document, before=[*tracing, "-e", "inject=read:error=EIO"])
     assert result.status == 4 and b"Input/output error" in result.err
 
 
@@ -259,11 +251,6 @@ def test_an_exclusive_lock_of_another_process_is_status_5(part, held, command):
         assert (report["result"], report["status"]) == ("failed", 5)
 
 
-def test_flock_in_front_locks_the_program_out(part):
-    result = part.run(*WRITE, "--wait", "0", before=["flock", part.path])
-    assert result.status == 5 and b"flock" in result.err
-
-
 def test_the_lock_is_waited_for_as_long_as_asked_and_10_seconds_by_itself(part, held):
     held(fcntl.LOCK_EX)
     start = time.monotonic()
@@ -335,11 +322,6 @@ def test_the_part_is_not_locked_while_input_is_waited_for(part):
         process.communicate(b'"type": "0x31"}')
         assert process.returncode == 0
     assert part.image == records.with_field(WRITTEN, "--type", b"\0\x31")
-
-
-def test_the_lock_ends_with_the_program(part, held):
-    assert part.run(*WRITE).status == 0
-    held(fcntl.LOCK_EX | fcntl.LOCK_NB)
 
 
 def test_writers_of_different_fields_all_arrive(part):

@@ -370,44 +370,23 @@ def test_a_byte_that_reads_back_differently_is_noticed_outside_of_the_write_too(
     assert outcome == (7, NOT_HELD + "the part was changed\n")
 
 
-@pytest.mark.parametrize(
-    "fault",
-    [
-        "openat:error=EACCES",
-        "openat:error=EIO",
-        "flock:error=EIO",
-        "lseek:error=EIO:when=1",
-        "read:error=EIO:when=1",
-        "read:retval=0:when=1",
-    ],
-)
-def test_a_failure_before_the_write_leaves_the_part_and_says_so(make_part, fault):
-    part = make_part(records.formatted(2))
-    arguments = ["write", "--set", "ser_num=1"]
-    status, message = failed(part, fault, *arguments)
-    assert status == 4 and "was not changed" in message
-    report = json.loads(part.fail(fault, *arguments, "--json").out)
-    assert (report["result"], report["status"]) == ("failed", 4)
-    assert part.image == records.formatted(2)
+BEFORE = ["openat:error=EACCES", "openat:error=EIO", "flock:error=EIO", "lseek:error=EIO:when=1"]
+BEFORE += ["read:error=EIO:when=1", "read:retval=0:when=1"]
+FROM_THEN_ON = ["write:error=EIO", "write:error=ENXIO", "write:retval=0", "lseek:error=EIO:when=2"]
+FROM_THEN_ON += ["lseek:error=EIO:when=3", "read:error=EIO:when=2", "read:retval=0:when=2"]
 
 
 @pytest.mark.parametrize(
-    "fault",
-    [
-        "write:error=EIO",
-        "write:error=ENXIO",
-        "write:retval=0",
-        "lseek:error=EIO:when=2",
-        "lseek:error=EIO:when=3",
-        "read:error=EIO:when=2",
-        "read:retval=0:when=2",
-    ],
+    "fault, state",
+    [(fault, "was not changed") for fault in BEFORE]
+    + [(fault, "may have been changed") for fault in FROM_THEN_ON],
 )
-def test_a_failure_from_the_write_on_says_that_the_part_may_have_been_changed(make_part, fault):
+def test_a_failure_before_the_write_or_from_then_on_says_so(make_part, fault, state):
     part = make_part(records.formatted(2))
     arguments = ["write", "--set", "ser_num=1"]
     status, message = failed(part, fault, *arguments)
-    assert status == 4 and "may have been changed" in message
+    assert status == 4 and state in message
+    assert part.image == records.formatted(2) or fault in FROM_THEN_ON
     part.image = records.formatted(2)
     report = json.loads(part.fail(fault, *arguments, "--json").out)
     assert (report["result"], report["status"]) == ("failed", 4)
@@ -450,24 +429,10 @@ def test_a_signal_during_the_write_takes_effect_after_the_report(make_part, name
 
 def test_a_signal_that_is_ignored_stays_ignored(make_part):
     part = make_part(records.formatted(2))
-    ignoring = "trap '' HUP; exec \"$@\""
-    done = part.run(
-        "write",
-        "--set",
-        "ser_num=1",
-        before=[
-            "sh",
-            "-c",
-            ignoring,
-            "sh",
-            "strace",
-            "-o",
-            part.path.parent / "log",
-            "-P",
-            part.path,
-        ]
-        + ["-e", "inject=write:signal=SIGHUP"],
-    )
+    ignoring = ["sh", "-c", "trap '' HUP; exec \"$@\"", "sh"]
+    tracing = ["strace", "-o", part.path.parent / "log", "-P", part.path]
+    signalled = [*ignoring, *tracing, "-e", "inject=write:signal=SIGHUP"]
+    done = part.run("write", "--set", "ser_num=1", before=signalled)
     assert (done.status, done.out[-8:]) == (0, b"written\n")
 
 

@@ -125,7 +125,7 @@ def test_each_message_of_the_dump_stands_after_the_label_of_its_field(make_sandb
 def test_each_line_of_the_dump_is_written_out_at_once(make_sandbox):
     sandbox = make_sandbox(V2)
     log = sandbox.directory / "writes.log"
-    command = ["strace", "-o", log, "-e", "trace=write", *sandbox.command("--raw")]
+    command = ["strace", "-o", log, "-s", "80", "-e", "trace=write", *sandbox.command("--raw")]
     subprocess.run(
         command,
         env=sandbox.traced_environment(),
@@ -133,7 +133,7 @@ def test_each_line_of_the_dump_is_written_out_at_once(make_sandbox):
         check=True,
     )
     lines = [line for line in log.read_text().splitlines() if line.startswith("write(1,")]
-    assert len(lines) == 29
+    assert len(lines) == 29 and all(line.count("\\n") == 1 for line in lines)
 
 
 def test_the_dump_of_a_filled_record_prints_the_values(make_sandbox):

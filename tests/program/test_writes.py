@@ -47,7 +47,9 @@ ACCEPTED = [
 DATES = [
     ("2026/11/15T10.42.09", (20, 26, 11, 15, 10, 42, 9)),
     ("2026-11-15 10:42:09 UTC", (20, 26, 11, 15, 10, 42, 9)),
+    ("2026711815710742709", (20, 26, 11, 15, 10, 42, 9)),
     ("2026-11-15 10:42:", (20, 26, 11, 15, 10, 42, 0)),
+    ("2026-11-15 10:42:7", (20, 26, 11, 15, 10, 42, 7)),
     ("2013-01-01 00:00:00", (20, 13, 1, 1, 0, 0, 0)),
     ("2099-12-31 23:59:59", (20, 99, 12, 31, 23, 59, 59)),
     ("2026-00-00 00:00:00", (20, 26, 0, 0, 0, 0, 0)),
@@ -156,12 +158,13 @@ def leading_number(pair, base):
 
 def test_mac_pairs_take_every_byte_from_1_to_255(make_sandbox):
     sandbox = make_sandbox(V2)
-    for byte in range(1, 256):
-        one, other = bytes([byte, ord("7")]), bytes([ord("7"), byte])
-        sandbox.write("--mac4", b"02:a5:5e:00:" + one + b":" + other)
-        octets = bytes([leading_number(one, 16), leading_number(other, 16)])
-        expected = records.with_field(V2, "--mac4", b"\x02\xa5\x5e\x00" + octets)
-        assert sandbox.image == expected, byte
+    pairs = [bytes([byte, ord("7")]) for byte in range(1, 256)]
+    pairs += [pair[::-1] for pair in pairs]
+    for first in range(0, len(pairs), 6):
+        octets = pairs[first : first + 6]
+        sandbox.write("--mac4", b":".join(octets))
+        expected = bytes(leading_number(octet, 16) for octet in octets)
+        assert sandbox.image == records.with_field(V2, "--mac4", expected), octets
 
 
 def test_date_pairs_take_every_byte_from_1_to_255(make_sandbox):

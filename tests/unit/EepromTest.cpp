@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace vantorBoardSupport;
@@ -175,12 +174,6 @@ TEST_F(Reopen, AfterAFailureWorksAgainOnceThePathIsThere)
     EXPECT_EQ(eeprom.Mirror(16), device.Contents());
 }
 
-TEST_F(Reopen, NeitherFormatsNorWritesAnything)
-{
-    eeprom.Reopen();
-    EXPECT_EQ(device.Contents(), Bytes(16, 0x11));
-}
-
 TEST_F(ReadFormatVersion, IsTheBigEndianWordOnTheDeviceNotInTheMirror)
 {
     device.Overwrite(4, {0x12, 0x34});
@@ -195,12 +188,6 @@ TEST_F(ReadFormatVersion, IsAllOnesOnADeviceTooShortForTheWord)
     testing::internal::CaptureStderr();
     EXPECT_EQ(eeprom.ReadFormatVersion(), 0xFFFFU);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-}
-
-TEST(ReadFormatVersionFailure, OfTheSeekGivesAllOnes)
-{
-    const TestEeprom eeprom;
-    EXPECT_EQ(eeprom.ReadFormatVersion(), 0xFFFFU);
 }
 
 TEST_F(RefreshMirror, CopiesExactlySizeBytes)
@@ -224,14 +211,6 @@ TEST(RefreshMirrorCapacity, Refuses2049BytesBeforeAnyDeviceAccess)
     eeprom.size = 2049;
     EXPECT_EQ(MessageOf<std::logic_error>([&] { eeprom.RefreshMirror(); }),
               "Mirror size is not big enough ");
-}
-
-TEST(RefreshMirrorFailure, OfTheSeekThrowsItsSystemError)
-{
-    TestEeprom eeprom;
-    eeprom.size = 128;
-    EXPECT_EQ(MessageOf<std::system_error>([&] { eeprom.RefreshMirror(); }),
-              std::string("Error seek file descriptor: ") + strerror(EBADF));
 }
 
 TEST_F(RefreshMirror, ThatFailsLeavesTheMirrorAsItIs)
@@ -279,14 +258,6 @@ TEST_F(RewriteCrc, StoresTheCrcOfTheDeviceBigEndianAndLeavesTheMirror)
     EXPECT_EQ(device.Contents(),
               BytesOf("12345678") + Bytes({0x9A, 0xE0, 0xDA, 0xAF}) + Bytes(4, 0x11));
     EXPECT_EQ(eeprom.Mirror(16), Bytes(16, 0));
-}
-
-TEST(RewriteCrcFailure, OfTheSeekSurfacesInTheReadAfterIt)
-{
-    TestEeprom eeprom;
-    eeprom.size = 16;
-    EXPECT_EQ(MessageOf<std::system_error>([&] { eeprom.RewriteCrc(); }),
-              std::string("Error reading from file descriptor:: ") + strerror(EBADF));
 }
 
 // On a socket every seek fails, and the transfers do not.
@@ -378,15 +349,6 @@ TEST(WriteFieldProtected, OfTheBytesThatAreThereAlreadyIsNotNoticed)
     EXPECT_EQ(eeprom.WriteField(2, "\0\0", 2), 0);
 }
 
-TEST(WriteFieldFailure, OfTheWriteThrowsItsSystemErrorAndLeavesTheMirror)
-{
-    TestEeprom eeprom("/dev/full", 16, 8);
-    eeprom.mirror.fill(0x33);
-    EXPECT_EQ(MessageOf<std::system_error>([&] { eeprom.WriteField(2, "abc", 3); }),
-              std::string("Error writing to file descriptor:: ") + strerror(ENOSPC));
-    EXPECT_EQ(eeprom.Mirror(2048), Bytes(2048, 0x33));
-}
-
 // The calls of a field write: write, read back; read all, write the CRC; read all into the mirror.
 TEST_F(WriteField, ThatFailsInAnyCallThrowsItsErrorAndLeavesTheMirror)
 {
@@ -405,28 +367,6 @@ TEST_F(WriteField, ThatFailsInAnyCallThrowsItsErrorAndLeavesTheMirror)
     EXPECT_EQ(fieldWritten(Call::kRead, 2), (Bytes{'a', ExpectedCrc()[0]}));
 }
 
-TEST_F(Erase, SetsEveryByteToAllOnesAndLeavesCrcAndMirror)
-{
-    ASSERT_EQ(eeprom.WriteField(0, "abc", 3), 0);
-    const Bytes mirrorBefore = eeprom.Mirror(16);
-    testing::internal::CaptureStderr();
-    eeprom.Erase();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    EXPECT_EQ(device.Contents(), Bytes(16, 0xFF));
-    EXPECT_EQ(eeprom.Mirror(16), mirrorBefore);
-    EXPECT_TRUE(eeprom.IsCrcValid());
-
-    eeprom.RefreshMirror();
-    EXPECT_FALSE(eeprom.IsCrcValid());
-}
-
-TEST_F(Erase, TouchesNothingPastTheDevicesSize)
-{
-    eeprom.size = 12;
-    eeprom.Erase();
-    EXPECT_EQ(device.Contents(), Bytes(12, 0xFF) + Bytes(4, 0x11));
-}
-
 TEST(EraseFailure, OfAProtectedDeviceIsOneLineOnStandardErrorAndReturns)
 {
     TestEeprom eeprom(kProtectedDevice, 16, 8);
@@ -435,22 +375,6 @@ TEST(EraseFailure, OfAProtectedDeviceIsOneLineOnStandardErrorAndReturns)
     eeprom.Erase();
     EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string(kVerifyText) + "\n");
     EXPECT_EQ(eeprom.Mirror(2048), Bytes(2048, 0x33));
-}
-
-TEST(EraseFailure, OfTheSeekOrWriteIsOneLineOnStandardErrorAndReturns)
-{
-    TestEeprom closed;
-    closed.size = 16;
-    testing::internal::CaptureStderr();
-    closed.Erase();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              std::string("Error seek file descriptor: ") + strerror(EBADF) + "\n");
-
-    TestEeprom full("/dev/full", 16, 8);
-    testing::internal::CaptureStderr();
-    full.Erase();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              std::string("Error writing to file descriptor:: ") + strerror(ENOSPC) + "\n");
 }
 
 TEST_F(SmallDevice, BareFormatWritesNothing)

@@ -35,14 +35,6 @@ std::string refusal(const CommandSyntax& syntax, const std::vector<std::string>&
 
 } // namespace
 
-TEST(Options, HaveDefaults)
-{
-    const Options options = parse(kFieldsOnly, {});
-    EXPECT_EQ(options.device, "/sys/bus/i2c/devices/0-0050/eeprom");
-    EXPECT_EQ(options.wait, std::chrono::seconds(10));
-    EXPECT_FALSE(options.damaged || options.format || options.dryRun || options.json);
-}
-
 TEST(Options, StandAnywhereBeforeTheDoubleDashWhateverTheEnvironmentSays)
 {
     setenv("POSIXLY_CORRECT", "1", 1);
@@ -62,15 +54,6 @@ TEST(Options, TakeSettingsApartAtTheFirstEqualsSign)
     EXPECT_EQ(options.settings[0].key, "a");
     EXPECT_EQ(options.settings[0].value, "b=c");
     EXPECT_EQ(options.settings[1].value, " ");
-}
-
-TEST(Options, TakeWholeSecondsOfADay)
-{
-    EXPECT_EQ(parse(kFieldsOnly, {"--wait", "86400"}).wait, std::chrono::seconds(86400));
-    EXPECT_EQ(parse(kFieldsOnly, {"--wait", "0"}).wait, std::chrono::seconds(0));
-    for (const char* text :
-         {"", "86401", "-1", "+1", " 1", "1s", "0x1", "1.0", "99999999999999999"})
-        EXPECT_NE(refusal(kFieldsOnly, {"--wait", text}), "") << text;
 }
 
 TEST(Options, AreRefusedWithWhatIsWrong)

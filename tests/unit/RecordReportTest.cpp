@@ -24,14 +24,6 @@ TEST(Report, ShowsBothValuesOfEachFieldInLines)
               "ser_num: \\u0080\" -> SN\nversion: 1 -> 2\nwritten\n");
 }
 
-TEST(Report, ShowsOnlyNewValuesWhereThereWasNoRecord)
-{
-    Report report = writtenReport();
-    report.comparison.hasBefore = false;
-    EXPECT_EQ(reportAsLines(report), "ser_num: -> SN\nversion: -> 2\nwritten\n");
-    EXPECT_NE(reportAsJson(report).find("\"before\": null"), std::string::npos);
-}
-
 TEST(Report, CutsALongValueInItsLineButNotInJson)
 {
     Report report = writtenReport();

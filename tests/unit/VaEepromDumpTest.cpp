@@ -4,7 +4,6 @@
 #include "VaEeprom.h"
 
 #include "BigEndian.h"
-#include "FlushedOutput.h"
 #include "FormattedRecords.h"
 #include "TestRecord.h"
 
@@ -84,17 +83,6 @@ TEST(Dump, LeavesStandardOutputInHexadecimal)
     EXPECT_EQ(output.substr(output.size() - 4), "\n\nff");
 }
 
-TEST(Dump, WritesOutEachOfIts29Lines)
-{
-    const RecordOnDevice part(Version2Part());
-    const FlushedOutput output;
-    part.record.DumpRecord();
-    std::cout << std::dec;
-    ASSERT_EQ(output.pieces.size(), 29U);
-    for (const std::string& line : output.pieces)
-        EXPECT_EQ(line.find('\n'), line.size() - 1) << line;
-}
-
 TEST(Dump, ShowsTheValidityAsANumberAlsoWhereTheCallerPrintsWords)
 {
     const RecordOnDevice part(Version2Part());
@@ -103,22 +91,4 @@ TEST(Dump, ShowsTheValidityAsANumberAlsoWhereTheCallerPrintsWords)
     EXPECT_EQ(std::cout.flags() & std::ios_base::boolalpha, std::ios_base::boolalpha);
     std::cout << std::noboolalpha;
     EXPECT_NE(dump.find("\nvalid            : 1\n\n"), std::string::npos);
-}
-
-TEST(Dump, OfADamagedRecordReportsEveryReadOfAFieldThatExists)
-{
-    const std::string invalid = "CRC invalid\n";
-    const auto errorsOf = [](RecordOnDevice part) {
-        testing::internal::CaptureStderr();
-        DumpOf(part.record);
-        return testing::internal::GetCapturedStderr();
-    };
-    std::string expected;
-    for (int read = 0; read < 34; ++read)
-        expected += invalid;
-    EXPECT_EQ(errorsOf(RecordOnDevice(Bytes(2048, 0xFF))), expected);
-
-    Bytes damaged = FormattedVersion1();
-    damaged[60] ^= 1;
-    EXPECT_EQ(errorsOf(RecordOnDevice(damaged)), expected.substr(0, 15 * invalid.size()));
 }

@@ -90,13 +90,6 @@ TEST_F(Reads, OfAGoodRecordGiveTheStoredValuesWithoutAMessage)
     EXPECT_EQ(errors, "");
 }
 
-TEST_F(Reads, TheStoredCrcIsBigEndian)
-{
-    const Bytes stored = part.device.Contents(179, 4);
-    EXPECT_EQ(record.ReadStoredCrc(), (uint32_t{stored[0]} << 24) | (uint32_t{stored[1]} << 16) |
-                                          (uint32_t{stored[2]} << 8) | uint32_t{stored[3]});
-}
-
 TEST(ReadsOfAFormattedRecord, KnowItsStoredCrc)
 {
     EXPECT_EQ(RecordOnDevice(Version2Part()).record.ReadStoredCrc(), 0x5eee56e3U);
@@ -224,54 +217,4 @@ TEST_F(Reads, AtANegativePositionOverflowAndPrintItSigned)
     uint8_t byte = 0;
     EXPECT_EQ(ErrorsOf([&] { EXPECT_EQ(record.ReadBytes(-2, &byte, 1), -1); }),
               "Read buffer Overflow EEPROM size:2048 Pos:-2\n");
-}
-
-TEST_F(Reads, OfTextsEndAtTheFirstZeroByte)
-{
-    EXPECT_EQ(record.WriteField(72, "A\0B", 3), 0);
-    EXPECT_EQ(record.GetHardwareRev(), "A");
-    EXPECT_EQ(record.WriteField(75, "AB\0", 3), 0);
-    EXPECT_EQ(record.GetPcbRev(), "AB");
-    EXPECT_EQ(record.WriteField(75, "\0AB", 3), 0);
-    EXPECT_EQ(record.GetPcbRev(), "");
-}
-
-TEST_F(Reads, OfTextsKeepTheirBlanks)
-{
-    record.WriteHardwareRev(" H ");
-    record.WriteSerialNumber(" S  ");
-    record.WritePcbSerialNumber(" P  ");
-    EXPECT_EQ(record.GetHardwareRev(), " H ");
-    EXPECT_EQ(record.ReadSerialNumber(), " S  ");
-    EXPECT_EQ(record.GetPcbSerialNumber(), " P  ");
-}
-
-TEST_F(Reads, OfAPcbSerialNumberTakeTheWidthOfTheVersion)
-{
-    const std::string full = "123456789012345678901234567890123456";
-    record.WritePcbSerialNumber(full);
-    EXPECT_EQ(record.GetPcbSerialNumber(), full);
-
-    RecordOnDevice version1(FormattedVersion1());
-    version1.record.WritePcbSerialNumber("123456789012");
-    EXPECT_EQ(version1.record.GetPcbSerialNumber(), "123456789012");
-}
-
-TEST(ReadsOfABlankPart, AllFailWithTheirFailureValues)
-{
-    const RecordOnDevice part(Bytes(2048, 0xFF));
-    EXPECT_EQ(ErrorsOf([&] {
-                  EXPECT_EQ(part.record.ReadPattern(), "");
-                  EXPECT_EQ(part.record.ReadStoredCrc(), 0U);
-              }),
-              "CRC invalid\nCRC invalid\n");
-}
-
-TEST_F(Reads, ChangeNothing)
-{
-    const Bytes before = record.Mirror();
-    record.ReadPattern();
-    record.ReadSerialNumber();
-    EXPECT_EQ(record.Mirror(), before);
-    EXPECT_EQ(part.device.Contents(), before);
 }

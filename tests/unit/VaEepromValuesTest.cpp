@@ -145,36 +145,11 @@ TEST_F(ValuesOfVersion1, TheUsbMacsAreAbsentAndShownAsTheirFallbacksWithoutAMess
     EXPECT_EQ(part.device.Contents(), FormattedVersion1());
 }
 
-TEST_F(Values, EachDateIsWrittenAndShownInItsOwnField)
-{
-    EXPECT_EQ(record.DateFromText(DateField::kProduction, "2026-11-15 10:42:16"), 0);
-    EXPECT_EQ(record.DateFromText(DateField::kLastService, "2027/01/02 03.04.05"), 0);
-    EXPECT_EQ(part.device.Contents(56, 14),
-              Bytes({20, 26, 11, 15, 10, 42, 16, 20, 27, 1, 2, 3, 4, 5}));
-    EXPECT_EQ(record.DateToText(DateField::kProduction), "2026-11-15 10:42:16");
-    EXPECT_EQ(record.DateToText(DateField::kLastService), "2027-01-02 03:04:05");
-}
-
-TEST_F(Values, ADateOutsideTheLimitsIsRefused)
-{
-    EXPECT_EQ(record.DateFromText(DateField::kProduction, "2012-06-01 12:00:00"), -1);
-    EXPECT_EQ(record.DateFromText(DateField::kLastService, "not a date at all!!"), -1);
-    ExpectUntouched();
-}
-
 TEST_F(Values, ADateTextTooShortThrowsOutOfRangeAndWritesNothing)
 {
     EXPECT_THROW(record.DateFromText(DateField::kProduction, "2026-11-15"), std::out_of_range);
     EXPECT_THROW(record.DateFromText(DateField::kLastService, ""), std::out_of_range);
     ExpectUntouched();
-}
-
-TEST_F(Values, ADamagedRecordShowsDatesOfZeros)
-{
-    Damage();
-    EXPECT_EQ(record.DateToText(DateField::kProduction), "0000-00-00 00:00:00");
-    EXPECT_EQ(record.DateToText(DateField::kLastService), "0000-00-00 00:00:00");
-    EXPECT_EQ(Errors(), "CRC invalid\nCRC invalid\n");
 }
 
 TEST_F(Values, TheIdsAreStoredBigEndianInTheirOwnFields)
