@@ -32,13 +32,19 @@ def pytest_configure():
 
 
 @pytest.fixture(scope="session")
-def installed_examples(request, tmp_path_factory):
-    """The folder of the examples, as the package has it."""
+def installed(request, tmp_path_factory):
+    """Where the build under test is installed."""
     prefix = tmp_path_factory.mktemp("installed")
     build = request.config.getoption("--programs")
     command = ["cmake", "--install", build, "--prefix", prefix]
     subprocess.run(command, stdout=subprocess.DEVNULL, check=True)
-    return prefix / "share/doc/kestrel/examples"
+    return prefix
+
+
+@pytest.fixture(scope="session")
+def installed_examples(installed):
+    """The folder of the examples, as the package has it."""
+    return installed / "share/doc/kestrel/examples"
 
 
 def result_of(command, environment, **options):
@@ -47,7 +53,26 @@ def result_of(command, environment, **options):
     return Result(done.returncode, done.stdout, done.stderr)
 
 
-class Sandbox:
+class Image:
+    """A plain file that stands for an EEPROM."""
+
+    @property
+    def image(self):
+        return self.path.read_bytes()
+
+    @image.setter
+    def image(self, contents):
+        self.path.write_bytes(contents)
+
+    def environment(self):
+        return dict(os.environ)
+
+    def traced_environment(self):
+        """The leak checker of a sanitized build cannot work under a tracer."""
+        return {**self.environment(), "ASAN_OPTIONS": "detect_leaks=0"}
+
+
+class Sandbox(Image):
     """A test bed with one EEPROM, whose image is a plain file.
 
     A plain file answers differently from the kernel's driver, on which tests/vm runs these tests
@@ -64,20 +89,8 @@ class Sandbox:
         if contents is not None:
             self.image = contents
 
-    @property
-    def image(self):
-        return self.path.read_bytes()
-
-    @image.setter
-    def image(self, contents):
-        self.path.write_bytes(contents)
-
     def environment(self):
         return dict(os.environ, UMOCKDEV_DIR=str(self.directory))
-
-    def traced_environment(self):
-        """The leak checker of a sanitized build cannot work under a tracer."""
-        return {**self.environment(), "ASAN_OPTIONS": "detect_leaks=0"}
 
     def command(self, *arguments):
         return ["umockdev-wrapper", str(self.program), *arguments]
@@ -156,7 +169,7 @@ def facts(request):
     return json.loads(subprocess.check_output([printer]))
 
 
-class Part:
+class Part(Image):
     """A part for kestrel-record: a plain file, given by --device."""
 
     def __init__(self, program, path, contents):
@@ -164,14 +177,6 @@ class Part:
         self.path = path
         if contents is not None:
             self.image = contents
-
-    @property
-    def image(self):
-        return self.path.read_bytes()
-
-    @image.setter
-    def image(self, contents):
-        self.path.write_bytes(contents)
 
     def command(self, command, *arguments):
         """The command on this part, if it is one that opens a part."""
@@ -185,11 +190,8 @@ class Part:
             command.append("-")
             text = document if isinstance(document, bytes) else json.dumps(document).encode()
             options["input"] = text
-        return result_of(command, self.traced_environment() if before else os.environ, **options)
-
-    def traced_environment(self):
-        """The leak checker of a sanitized build cannot work under a tracer."""
-        return {**os.environ, "ASAN_OPTIONS": "detect_leaks=0"}
+        environment = self.traced_environment() if before else self.environment()
+        return result_of(command, environment, **options)
 
     def report(self, *arguments, **options):
         """The report of a command, which must be one line, and give the status."""

@@ -124,26 +124,16 @@ class Shell:
         }
 
 
-@pytest.fixture(scope="module")
-def prefix(request, tmp_path_factory):
-    """Where the build is installed."""
-    directory = tmp_path_factory.mktemp("installed")
-    build = request.config.getoption("--programs")
-    command = ["cmake", "--install", build, "--prefix", directory]
-    subprocess.run(command, stdout=subprocess.PIPE, check=True)
-    return directory
-
-
 @pytest.fixture(scope="module", params=["bash", "zsh"])
-def shell(request, prefix, tmp_path_factory):
-    shell = Shell(request.param, prefix, tmp_path_factory.mktemp(request.param))
+def shell(request, installed, tmp_path_factory):
+    shell = Shell(request.param, installed, tmp_path_factory.mktemp(request.param))
     yield shell
     shell.close()
 
 
 @pytest.fixture
-def bash(prefix, tmp_path):
-    shell = Shell("bash", prefix, tmp_path)
+def bash(installed, tmp_path):
+    shell = Shell("bash", installed, tmp_path)
     yield shell
     shell.close()
 
@@ -236,8 +226,8 @@ def test_the_forms_shown_are_accepted(shell, make_sandbox):
         assert re.search(r"in version 2$", form) or len(lengths) < 2
 
 
-def test_zsh_names_the_size_of_the_part_to_format(prefix, tmp_path, facts):
-    zsh = Shell("zsh", prefix, tmp_path)
+def test_zsh_names_the_size_of_the_part_to_format(installed, tmp_path, facts):
+    zsh = Shell("zsh", installed, tmp_path)
     listed = zsh.listed("kestrel ")
     for version, layout in facts["versions"].items():
         assert re.search(rf"--format_v{version} .*\b{layout['size']} bytes", listed)

@@ -69,15 +69,12 @@ def test_a_short_terminal_with_a_scrolled_list(make_sandbox):
     assert terminal.text() == records.text("screen-short-v2.txt").decode()
 
 
-@pytest.mark.parametrize("size", [(24, 80), (40, 132), (24, 71), (50, 200)])
-def test_a_fresh_version_2_part_shows_all_entries(make_sandbox, size):
-    terminal = Terminal(make_sandbox(V2), *size)
-    terminal.expect(screen_of(values_of(V2), "FormatVersion", size=size))
-
-
-def test_a_fresh_version_1_part_shows_all_entries(make_sandbox):
-    terminal = Terminal(make_sandbox(V1))
-    terminal.expect(screen_of(values_of(V1), "FormatVersion"))
+@pytest.mark.parametrize(
+    "part, size", [(V1, (24, 80)), (V2, (40, 132)), (V2, (24, 71)), (V2, (50, 200))]
+)
+def test_a_fresh_part_shows_all_entries(make_sandbox, part, size):
+    terminal = Terminal(make_sandbox(part), *size)
+    terminal.expect(screen_of(values_of(part), "FormatVersion", size=size))
 
 
 def test_the_smallest_terminal_shows_one_entry_at_a_time(make_sandbox):

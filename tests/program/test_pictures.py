@@ -44,24 +44,6 @@ def test_a_diagram_is_drawn_from_its_source_as_it_is(drawn, picture):
     assert content(DOCS / picture) == content(drawn / picture)
 
 
-@pytest.mark.parametrize("version", [1, 2])
-def test_the_map_of_the_record_has_each_field_as_it_is_written(make_sandbox, facts, version):
-    operations = make_sandbox(records.formatted(version)).operations(f"--format_v{version}")
-    written = {}
-    for seek, write in zip(operations, operations[1:]):
-        if seek.startswith("seek") and write.startswith("write"):
-            position, length = int(seek.split()[1]), int(write.split()[1])
-            written[position] = max(length, written.get(position, 0))
-    del written[0]  # the header, which is more than a field
-
-    unwritten = ("Format", "AioCalibration", "8-byte block")
-    assert written == {
-        field["position"]: field["length"]
-        for field in facts["versions"][str(version)]["fields"]
-        if not field["name"].startswith(unwritten)
-    }
-
-
 def sequence():
     """The functions and the device calls of docs/write-sequence.msc, in its order."""
     arcs = r'\w+ (?:=>|box) (\w+) \[label = "((?:[^"\\]|\\.)*)"'

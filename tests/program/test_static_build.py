@@ -91,16 +91,14 @@ def test_its_menu_shows_and_changes_values_with_debians_terminal_descriptions(sa
     assert terminal.wait_for_end() == 0
 
 
-def test_its_menu_needs_the_description_of_the_terminal_and_nothing_else(empty_sandbox):
-    empty_sandbox.files = [description_file("screen-256color")]
-    terminal = Terminal(empty_sandbox)
-    terminal.expect(screen_of(values_of(V2), "FormatVersion"))
-    terminal.press(F1)
-    assert terminal.wait_for_end() == 0
-
-
-def test_its_menu_takes_the_description_from_the_environment(empty_sandbox, monkeypatch):
-    monkeypatch.setenv("TERMINFO", description("screen-256color"))
+@pytest.mark.parametrize("source", ["file", "environment"])
+def test_its_menu_needs_the_description_of_the_terminal_and_nothing_else(
+    empty_sandbox, monkeypatch, source
+):
+    if source == "file":
+        empty_sandbox.files = [description_file("screen-256color")]
+    else:
+        monkeypatch.setenv("TERMINFO", description("screen-256color"))
     terminal = Terminal(empty_sandbox)
     terminal.expect(screen_of(values_of(V2), "FormatVersion"))
     terminal.press(F1)
