@@ -17,5 +17,5 @@ CHOSEN = [command for command in commands() if set(command[1]) & set(SHORT)]
 @pytest.mark.parametrize("command", CHOSEN, ids=lambda command: " ".join(command[1]))
 def test_each_failing_call_ends_as_the_model_says(make_sandbox, command, call):
     program = make_sandbox(None).program
-    _, ended = sweep((program, PARTS["version 2"], command, call, "EIO", 1))
-    assert ended or (call == "write" and command[0] in ("read", "dump"))
+    rows = sweep((program, PARTS["version 2"], command, call, "EIO", 1))
+    assert rows["EIO"] or (call == "write" and command[0] in ("read", "dump"))

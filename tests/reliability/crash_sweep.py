@@ -5,20 +5,19 @@ What is on the part then must be what an uninterrupted run leaves. The exception
 
 import tempfile
 from collections import Counter
-from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import records
 from conftest import Sandbox
 from device_model import outcome_of
 from fault_sweep import PARTS, commands
-from injection import run_with
+from injection import run_with, totals
 
 PARTS = {**PARTS, "version 1, 2048 bytes": records.formatted(1, 2048)[:128] + bytes(1920)}
 
 
 def crash(job):
-    """Every round of one command on one part, and how they ended."""
+    """A row of the report: every round of one command on one part, and how they ended."""
     program, part, (_, arguments, action) = job
     contents = PARTS[part]
     ended = Counter()
@@ -32,7 +31,7 @@ def crash(job):
                 assert run_with(sandbox, call, kill, arguments).status == -9
                 again = sandbox.run(*arguments)
                 ended[verdict(part, arguments, sandbox.image == undisturbed.image, again)] += 1
-    return ended
+    return {"killed at every call, then repeated": ended}
 
 
 def verdict(part, arguments, same, again):
@@ -46,7 +45,6 @@ def verdict(part, arguments, same, again):
 
 
 def run(program):
-    total = Counter()
     writing = [command for command in commands() if command[0] in ("write", "erase", "format")]
     jobs = [
         (program, part, command)
@@ -54,7 +52,4 @@ def run(program):
         for command in writing
         if outcome_of(command[2], contents)[0].status == 0
     ]
-    with ThreadPoolExecutor(4) as pool:
-        for ended in pool.map(crash, jobs):
-            total += ended
-    return total
+    return totals(crash, jobs)

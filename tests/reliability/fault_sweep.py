@@ -7,14 +7,13 @@ its message, nothing on standard output that could be taken for a value, and its
 import errno
 import tempfile
 from collections import Counter
-from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import elements
 import records
 from conftest import Sandbox
 from device_model import Fault, outcome_of
-from injection import run_with
+from injection import run_with, totals
 
 FOREVER = float("inf")
 
@@ -87,7 +86,7 @@ def expected_output(outcome, healthy):
 
 
 def sweep(job):
-    """All rounds of one command with one fault in one kind of call, and how they ended."""
+    """A row: all rounds of one command with a fault in one kind of call, and how they ended."""
     program, contents, (_, arguments, action), call, kind, in_a_row = job
     ended = Counter()
     with tempfile.TemporaryDirectory() as directory:
@@ -104,7 +103,7 @@ def sweep(job):
             assert sandbox.image == outcome.image, f"{arguments} {fault}: the image differs"
             ended[verdict(outcome)] += 1
             number += 1
-    return kind, ended
+    return {kind: ended}
 
 
 def verdict(outcome):
@@ -123,9 +122,4 @@ def jobs(program):
 
 
 def run(program):
-    """Rows of a table: the fault, its rounds, and how many of them ended in which way."""
-    total = {kind: Counter() for kind in KINDS}
-    with ThreadPoolExecutor(4) as pool:
-        for kind, ended in pool.map(sweep, jobs(program)):
-            total[kind] += ended
-    return total
+    return totals(sweep, jobs(program))

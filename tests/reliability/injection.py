@@ -1,6 +1,8 @@
 """Runs a program with something injected into its device calls, as cheaply as strace can."""
 
 import subprocess
+from collections import Counter
+from concurrent.futures import ThreadPoolExecutor
 
 from conftest import Result
 
@@ -22,3 +24,13 @@ def run_with(sandbox, call, injection, arguments):
     reached = "killed" if injection.startswith("signal") else "INJECTED"
     assert reached in log.read_text(), f"{arguments} {injection}: not reached"
     return Result(done.returncode, done.stdout, done.stderr)
+
+
+def totals(rounds, jobs):
+    """Carries out the rounds of all jobs: how many ended in which way, by the row of the report."""
+    total = {}
+    with ThreadPoolExecutor(4) as pool:
+        for rows in pool.map(rounds, jobs):
+            for name, ended in rows.items():
+                total[name] = total.get(name, Counter()) + ended
+    return total

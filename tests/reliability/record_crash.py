@@ -8,9 +8,9 @@ its report from then on.
 import signal
 import tempfile
 from collections import Counter
-from concurrent.futures import ThreadPoolExecutor
 
 import record_model
+from injection import totals
 from record_sweep import PARTS, Trial, commands
 
 ENDING = [signal.SIGINT, signal.SIGTERM, signal.SIGHUP]
@@ -50,7 +50,7 @@ def end(trial, calls, index, number, report, after):
 
 
 def rounds(job):
-    """All rounds of one command on one part."""
+    """The rows of the report: all rounds of one command on one part, and how they ended."""
     program, contents, command = job
     killed, ended = Counter(), Counter()
     with tempfile.TemporaryDirectory() as directory:
@@ -61,7 +61,7 @@ def rounds(job):
             killed[kill(trial, calls, index, after)] += 1
             for number in ENDING:
                 ended[end(trial, calls, index, number, report, after)] += 1
-    return killed, ended
+    return {"killed at every call, then repeated": killed, "SIGINT, SIGTERM or SIGHUP": ended}
 
 
 def writing(program):
@@ -73,10 +73,4 @@ def writing(program):
 
 
 def run(program):
-    """Rows of a table: the signal, and how many of its rounds ended in which way."""
-    killed, ended = Counter(), Counter()
-    with ThreadPoolExecutor(4) as pool:
-        for more_killed, more_ended in pool.map(rounds, writing(program)):
-            killed += more_killed
-            ended += more_ended
-    return {"killed at every call, then repeated": killed, "SIGINT, SIGTERM or SIGHUP": ended}
+    return totals(rounds, writing(program))

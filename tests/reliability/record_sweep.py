@@ -9,7 +9,6 @@ import functools
 import signal
 import tempfile
 from collections import Counter
-from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import fault_sweep
@@ -17,6 +16,7 @@ import record_model
 import records
 from conftest import Part, Result
 from fault_sweep import ALL, FOREVER, fault_at
+from injection import totals
 from record_device_model import Command, outcome_of
 
 PARTS = {**fault_sweep.PARTS, "version 1, 2048 bytes": records.formatted(1, 2048)}
@@ -115,7 +115,7 @@ class Trial:
 
 
 def sweep(job):
-    """All rounds of one command on one part, and how they ended."""
+    """The rows of the report: all rounds of one command on one part, and how they ended."""
     program, contents, command = job
     ended = {kind: Counter() for kind in KINDS}
     with tempfile.TemporaryDirectory() as directory:
@@ -131,11 +131,5 @@ def sweep(job):
 
 
 def run(program):
-    """Rows of a table: the fault, and how many of its rounds ended in which way."""
     jobs = [(program, part, command) for part in PARTS.values() for command in commands(part)]
-    total = {kind: Counter() for kind in KINDS}
-    with ThreadPoolExecutor(4) as pool:
-        for ended in pool.map(sweep, jobs):
-            for kind, counter in ended.items():
-                total[kind] += counter
-    return total
+    return totals(sweep, jobs)

@@ -6,10 +6,10 @@ read refuses or shows as it was or as it was to be, and that a write of all fiel
 
 import tempfile
 from collections import Counter
-from concurrent.futures import ThreadPoolExecutor
 
 import record_model
 import records
+from injection import totals
 from record_crash import writing
 from record_sweep import Trial
 
@@ -77,14 +77,11 @@ def rounds(job):
         after = command.written(contents)
         first, end = record_model.extent(contents, after)
         cut = Counter(cut_off(trial, program, count, after) for count in range(1, end - first))
-        return continue_short(trial, program), cut
+        return {
+            "short transfers": continue_short(trial, program),
+            "cut off after each byte": cut,
+        }
 
 
 def run(program):
-    """Rows of a table: the fault, and how many of its rounds ended in which way."""
-    continued, cut = Counter(), Counter()
-    with ThreadPoolExecutor(4) as pool:
-        for more_continued, more_cut in pool.map(rounds, writing(program)):
-            continued += more_continued
-            cut += more_cut
-    return {"short transfers": continued, "cut off after each byte": cut}
+    return totals(rounds, writing(program))

@@ -17,24 +17,14 @@ uint32_t CrcOf(const Bytes& bytes)
 
 } // namespace
 
-TEST(Crc32, NineDigitsGiveTheStandardCheckValue)
-{
-    EXPECT_EQ(CrcOf(BytesOf("123456789")), 0xCBF43926U);
-}
-
 TEST(Crc32, PublishedVectorsMatch)
 {
+    EXPECT_EQ(CrcOf(BytesOf("123456789")), 0xCBF43926U); // the standard check value
     EXPECT_EQ(CrcOf(BytesOf("a")), 0xE8B7BE43U);
     EXPECT_EQ(CrcOf(BytesOf("abc")), 0x352441C2U);
     EXPECT_EQ(CrcOf(BytesOf("The quick brown fox jumps over the lazy dog")), 0x414FA339U);
     EXPECT_EQ(CrcOf(Bytes(32, 0x00)), 0x190A55ADU);
     EXPECT_EQ(CrcOf(Bytes(32, 0xFF)), 0xFF6CAB0BU);
-}
-
-TEST(Crc32, BlankRecordsOfBothVersionsHaveTheirKnownValues)
-{
-    EXPECT_EQ(CrcOf(Bytes(103, 0xFF)), 0x1A0C0281U);
-    EXPECT_EQ(CrcOf(Bytes(179, 0xFF)), 0x430A3F95U);
 }
 
 TEST(Crc32, NoBytesGiveTheStartValueInvertedOrNotAsAsked)

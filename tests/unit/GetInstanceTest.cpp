@@ -38,8 +38,3 @@ TEST(GetInstance, TriesAgainAfterAFailureAndThenAlwaysReturnsTheSameRecord)
 
     std::filesystem::remove_all(testBed);
 }
-
-TEST(DevicePath, IsThatOfTheBoardsEeprom)
-{
-    EXPECT_STREQ(VaEeprom::kDevicePath, "/sys/bus/i2c/devices/0-0050/eeprom");
-}
