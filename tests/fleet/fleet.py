@@ -9,14 +9,13 @@ import re
 import shutil
 import subprocess
 from dataclasses import dataclass, field
-from pathlib import Path
 
 import conftest
 import pytest
 import yaml
 
 pytest_addoption = conftest.pytest_addoption
-installed_examples = conftest.installed_examples
+installed = conftest.installed
 
 LOCAL = "ansible_connection=local ansible_python_interpreter=/nonexistent"
 
@@ -58,12 +57,12 @@ class Run:
 class Fleet:
     """A copy of the installed example, as a user makes one, with boards of its own."""
 
-    def __init__(self, examples, programs, directory):
+    def __init__(self, installed, directory):
         self.folder = directory / "a fleet"
-        shutil.copytree(examples / "fleet", self.folder)
+        shutil.copytree(installed / "share/doc/kestrel/examples/fleet", self.folder)
         self.parts = directory / "the parts"
         self.parts.mkdir()
-        self.programs = Path(programs).resolve()
+        self.programs = installed / "bin"
         self.bin = directory / "bin"
         self.bin.mkdir()
         self.temporary = directory / "tmp"
@@ -139,5 +138,5 @@ class Fleet:
 
 
 @pytest.fixture
-def fleet(request, installed_examples, tmp_path):
-    return Fleet(installed_examples, request.config.getoption("--programs"), tmp_path)
+def fleet(installed, tmp_path):
+    return Fleet(installed, tmp_path)

@@ -77,10 +77,9 @@ def names(*groups):
 
 
 @pytest.fixture(scope="module")
-def runs(request, installed_examples, tmp_path_factory):
+def runs(installed, tmp_path_factory):
     """A check, a run and a second run, with what the parts hold after each."""
-    programs = request.config.getoption("--programs")
-    fleet = Fleet(installed_examples, programs, tmp_path_factory.mktemp("fifty"))
+    fleet = Fleet(installed, tmp_path_factory.mktemp("fifty"))
     fleet.set_up(boards())
     fleet.fake("bare-sh", 'PATH=/nonexistent exec /bin/sh "$@"')
     (locked,) = names({"locked"})
