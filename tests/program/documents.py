@@ -12,6 +12,7 @@ def block(name, document):
     return re.search(rf"<!-- test: {name} -->\n```\w*\n(.*?)```", text, re.DOTALL)[1]
 
 
-def transcript(name, document="README.md"):
-    """The commands of a session in the virtual machine, each with what it printed."""
-    return re.findall(r"^vm# (.*)\n((?:(?!vm# ).*\n)*)", block(name, document), re.MULTILINE)
+def transcript(name, document="README.md", prompt="vm#"):
+    """The commands of a session, each with what it printed."""
+    step = rf"^{re.escape(prompt)} (.*)\n((?:(?!{re.escape(prompt)} ).*\n)*)"
+    return re.findall(step, block(name, document), re.MULTILINE)

@@ -9,7 +9,7 @@ import time
 import pytest
 import records
 from conftest import DEVICE
-from documents import ROOT, block
+from documents import ROOT, block, transcript
 
 V2 = records.formatted(2)
 README = (ROOT / "README.md").read_text()
@@ -36,8 +36,7 @@ def test_the_commands_of_the_readme_do_what_their_comments_say(make_sandbox):
     "contents", [records.BLANK_V2, records.damaged(V2)], ids=["blank", "damaged"]
 )
 def test_the_board_of_the_readme_is_written_as_shown(make_sandbox, contents):
-    shown = block("record", "README.md")
-    commands = re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", shown, re.MULTILINE)
+    commands = transcript("record", prompt="$")
     assert commands[0][0] == "cat board.json"
     sandbox = make_sandbox(contents)
     (sandbox.directory / "board.json").write_text(commands[0][1])

@@ -14,6 +14,8 @@ import signal
 import subprocess
 import sys
 import tempfile
+from glob import glob
+from itertools import chain
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -22,13 +24,20 @@ NAMES = ["kestrel", "kestrel-boardtest", "kestrel-record"]
 PROGRAMS = [ROOT / "build/release" / name for name in NAMES]
 MACHINES = ROOT / "build/machine"
 KERNEL = MACHINES / "kernel"
-KERNEL_FILES = [
-    "vmlinuz-*",
+MODULES = [
     "at24.ko",
+    "dummy.ko",
     "i2c-stub.ko",
     "i2c-piix4.ko",
     "i2c-taos-evm.ko",
     "serport.ko",
+]
+SYSTEMD_PROGRAMS = ["/bin/journalctl", "/bin/systemctl", "/lib/systemd/systemd"]
+SYSTEMD_PROGRAMS += ["/lib/systemd/systemd-journald"]
+SYSTEMD_FILES = [
+    "/lib/systemd/system/*.target",
+    "/lib/systemd/system/systemd-journald.s*",
+    "/lib/udev/rules.d/99-systemd.rules",
 ]
 
 
@@ -43,7 +52,7 @@ def fetch_kernel(scratch):
     """Fetches it once, even when two machines are started at the same time."""
     with open(MACHINES / "lock", "w") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
-        if KERNEL.exists():
+        if all((KERNEL / name).exists() for name in ["vmlinuz", "udevadm", *MODULES]):
             return
         print("fetching the kernel", file=sys.stderr)
         try:
@@ -54,9 +63,10 @@ def fetch_kernel(scratch):
             download(scratch)
         unpacked = scratch / "kernel"
         unpacked.mkdir()
-        unpack(next(scratch.glob("linux-image-*.deb")), KERNEL_FILES, unpacked)
+        unpack(next(scratch.glob("linux-image-*.deb")), ["vmlinuz-*", *MODULES], unpacked)
         unpack(next(scratch.glob("udev_*.deb")), ["bin/udevadm"], unpacked)
         next(unpacked.glob("vmlinuz-*")).rename(unpacked / "vmlinuz")
+        shutil.rmtree(KERNEL, ignore_errors=True)  # one that an older script/vm has left
         unpacked.rename(KERNEL)
 
 
@@ -79,7 +89,7 @@ def unpack(package, names, folder):
 # The system
 
 
-def make_system(root):
+def make_system(root, with_systemd):
     for folder in ("bin", "modules", "proc", "sys", "dev", "tmp"):
         (root / folder).mkdir(parents=True)
     root.chmod(0o755)
@@ -93,6 +103,10 @@ def make_system(root):
     (root / "bin/udevd").symlink_to("udevadm")
     for module in KERNEL.glob("*.ko"):
         shutil.copy(module, root / "modules")
+    if with_systemd:
+        programs += SYSTEMD_PROGRAMS
+        for file in [*SYSTEMD_PROGRAMS, *chain.from_iterable(map(glob, SYSTEMD_FILES))]:
+            copy_to_its_place(file, root)
     for library in libraries(programs):
         copy_to_its_place(library, root)
     shutil.copytree("/lib/terminfo", root / "lib/terminfo", symlinks=True)
@@ -206,7 +220,7 @@ def main():
     with tempfile.TemporaryDirectory(prefix="run.", dir=MACHINES) as directory:
         scratch = Path(directory)
         fetch_kernel(scratch)
-        make_system(scratch / "root")
+        make_system(scratch / "root", with_systemd=options.control)
         if options.command:
             return run(scratch, bus, options.command)
         return open_shell(scratch, bus, options.control)
