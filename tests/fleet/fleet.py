@@ -6,6 +6,7 @@ As a plugin of pytest it has the option and the fixture of tests/program that ar
 import json
 import os
 import re
+import shlex
 import shutil
 import subprocess
 from dataclasses import dataclass, field
@@ -130,10 +131,14 @@ class Fleet:
             [json.loads(line) for line in path.read_text().splitlines()] if path.is_file() else []
         )
 
-    def run(self, *arguments, **options):
+    def run(self, *arguments):
         """Runs the playbook."""
+        return self.shell(shlex.join(["ansible-playbook", "playbook.yml", *arguments]))
+
+    def shell(self, line):
+        """Runs a line of shell that runs the playbook."""
         before = len(self.reports())
-        done = self.command("ansible-playbook", "playbook.yml", *arguments, **options)
+        done = self.command("sh", "-c", line)
         return Run(done.returncode, done.stdout, self.reports()[before:])
 
 

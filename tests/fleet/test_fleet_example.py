@@ -7,12 +7,14 @@ import resource
 import pytest
 import record_model
 import records
+from documents import ROOT, block
 from fleet import LOCAL, Board
 
 V2 = records.formatted(2)
 DOCUMENT = {"mac1": "02:a5:5e:12:34:01", "ser_num": "SN-0000004711"}
 WRITTEN = record_model.written(V2, DOCUMENT)
 REFUSED = {"mac1": ""}
+DOCUMENT_FILE = "docs/fleet.md"
 
 
 def on_files(fleet):
@@ -167,3 +169,66 @@ def test_a_board_that_only_root_may_write_is_written_by_sudo(fleet, over_ssh):
     fleet.fake("sudo", f'echo "$*" >"{used}"\n{drop_options}\nexec "$@"')
     assert len(over_ssh("ansible_become=true")) == 1
     assert re.search(" -u root /bin/sh -c .*kestrel-record write ", used.read_text())
+
+
+# docs/fleet.md
+
+
+def lines_of(name):
+    """The commands of a block, without their comments."""
+    return [line.split("  #")[0].strip() for line in block(name, DOCUMENT_FILE).splitlines()]
+
+
+def test_the_three_runs_of_the_document_do_what_their_comments_say(fleet):
+    on_files(fleet)
+    fresh = fleet.images()
+    check, first, second = lines_of("fleet")
+    assert fleet.shell(check).output.count("+++ after: ") == len(fresh)
+    assert fleet.images() == fresh
+    assert fleet.shell(first).hosts("changed") == set(fresh)
+    written = fleet.images()
+    assert fleet.shell(second).hosts("ok") == set(fresh)
+    assert fleet.images() == written
+
+
+def test_the_document_starts_with_one_board_and_goes_on_with_ten(fleet):
+    fleet.set_up([Board(f"board-{n:02}", V2, DOCUMENT) for n in range(12)])
+    run = fleet.shell(*lines_of("batches"))
+    sizes = [batch.count("changed: [") for batch in run.output.split("PLAY [")[1:]]
+    assert sizes == [1, 10, 1]
+
+
+def test_the_document_drives_the_boards_that_failed_again(fleet):
+    fleet.set_up([Board("good", V2, DOCUMENT), Board("bad", V2, REFUSED)])
+    fleet.run()
+    why, again = lines_of("retry")
+    (line,) = fleet.command("sh", "-c", why).stdout.splitlines()
+    assert json.loads(line)["host"] == "bad"
+    run = fleet.shell(again)
+    assert [report["host"] for report in run.reports] == ["bad"]
+
+
+def test_the_document_finds_numbers_that_stand_twice(fleet):
+    search = "\n".join(lines_of("twice"))
+    assert fleet.command("sh", "-c", search).stdout == ""
+    twin = (fleet.folder / "documents/board-0001.json").read_text().replace("a5:5e", "A5:5E")
+    (fleet.folder / "documents/board-0002.json").write_text(twin)
+    inventory = fleet.folder / "inventory.ini"
+    inventory.write_text(inventory.read_text().replace("board-0003.json", "board-0001.json"))
+    assert fleet.command("sh", "-c", search).stdout.splitlines() == [
+        '"ser_num": "sn-0000004711"',
+        "02:a5:5e:12:34:01",
+        "02:a5:5e:12:34:02",
+        "02:a5:5e:12:34:03",
+        "kestrel_document=documents/board-0001.json",
+    ]
+
+
+def test_the_numbers_of_the_document_are_those_of_the_configuration(fleet):
+    text = " ".join((ROOT / DOCUMENT_FILE).read_text().split())
+    configuration = (fleet.folder / "ansible.cfg").read_text()
+    forks = re.search("^forks = (.*)$", configuration, re.M)[1]
+    assert f"`ansible.cfg` lets it handle {forks} boards at a time" in text
+    interval = re.search("ServerAliveInterval=([0-9]+)", configuration)[1]
+    count = re.search("ServerAliveCountMax=([0-9]+)", configuration)[1]
+    assert int(interval) * int(count) == 30 and "given up after half a minute" in text
