@@ -291,6 +291,7 @@ def test_a_write_reads_once_writes_once_what_it_must_and_reads_once(make_part, c
     [
         (2, ["ser_num=1"], 114, 69),
         (2, ["ari=0x105c8001"], 178, 5),
+        (2, ["type=0x19a"], 70, 113),  # the last byte of its CRC is that of the fresh record's
         (2, ["ser_num=0000000000001", "mac1=02:a5:5e:00:00:01"], 13, 170),
         (1, ["type=0x31"], 55, 52),
         (1, ["block8=0000000000000001"], 127, 1),
