@@ -52,6 +52,7 @@ TEST(Document, ThatIsNoJsonObjectIsRefusedWithItsPlace)
     EXPECT_EQ(refusal("{\n \"type\": }").substr(0, 18), "line 2, column 10:");
     EXPECT_EQ(refusal(std::string("{\n\"version\": 1\0}", 16)),
               "line 2, column 13: a zero byte is not allowed");
+    EXPECT_EQ(refusal(" []"), "line 1, column 1: the document must be a JSON object");
 }
 
 TEST(Document, IsRefusedWithEverythingThatIsWrong)
