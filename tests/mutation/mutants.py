@@ -8,6 +8,7 @@ long counts as noticed, but is printed: on a busy machine it may be the machine 
 """
 
 import argparse
+import json
 import re
 import shutil
 import subprocess
@@ -48,15 +49,16 @@ IGNORED = re.compile(
     r"^\s*(#|//|static_assert|namespace|using|case|template)|NOLINT|// clang-format"
 )
 
-MENU_TEST = "tests/program/test_menu.py"
 
-
-def program_tests():
-    """The modules that look at the programs, and at nothing else in the tree."""
-    modules = sorted(ROOT.glob("tests/program/test_*.py"))
+def program_tests(path):
+    """The modules that look at the programs, and at nothing else in the tree, the quickest first."""
+    modules = sorted(ROOT.glob("tests/program/test_*.py"), key=lambda module: "menu" in module.name)
     tree = re.compile(r"^# ctest:.* tree", re.MULTILINE)
-    names = [str(path.relative_to(ROOT)) for path in modules if not tree.search(path.read_text())]
-    return [name for name in names if name != MENU_TEST]
+    names = [str(module.relative_to(ROOT)) for module in modules]
+    names = [name for name in names if not tree.search((ROOT / name).read_text())]
+    if re.match(r"tool/(MenuLine|MenuScreen|MessageWatch|PrintableText)\.", path):
+        return [name for name in names if "menu" in name]
+    return [name for name in names if "record_" in name or not path.startswith("record/")]
 
 
 def mutants(path):
@@ -71,32 +73,10 @@ def mutants(path):
                 yield path, number, line.strip(), code[: match.start()] + put + code[match.end() :]
 
 
-def test_commands(path, build):
-    """The tests that look at a file, the quickest first, with what they need built and their seconds."""
-    pytest = ["/usr/bin/python3", "-B", "-m", "pytest", "-x", "-q", f"--programs={build}"]
-    pytest += ["--failed-first", "-o", f"cache_dir={build}/pytest"]  # the next line is alike
-    menu = ("all", 120, [*pytest, MENU_TEST])
-    if re.match(r"tool/(MenuLine|MenuScreen|MessageWatch|PrintableText)\.", path):
-        return [menu]
-    unit = ("unit-tests", 15, [build / "tests/unit-tests", "--gtest_brief=1"])
-    program = [*pytest, *program_tests()]
-    if path.startswith("record/"):
-        record = [name for name in reversed(program_tests()) if "_record_" in name]
-        return [unit, ("all", 180, [*pytest, *record])]
-    return [
-        unit,
-        (
-            "instance-test",
-            15,
-            ["umockdev-wrapper", build / "tests/instance-test", "--gtest_brief=1"],
-        ),
-        ("all", 180, program),
-        menu,
-    ]
-
-
 class Tree:
     """A copy of the sources with a build of its own."""
+
+    noticed = []  # the program tests that noticed changes, the latest first; of all trees
 
     def __init__(self, directory):
         self.root = Path(directory)
@@ -122,6 +102,33 @@ class Tree:
     def compiles(self, target):
         return self.run(["cmake", "--build", self.build, "-j1", "--target", target]) == 0
 
+    def unit_tests(self):
+        for name, start in (("unit-tests", []), ("instance-test", ["umockdev-wrapper"])):
+            if not self.compiles(name):
+                return "does not compile"
+            status = self.run([*start, self.build / "tests" / name, "--gtest_brief=1"], 15)
+            if status != 0:
+                return status
+        return 0
+
+    def pytest(self, tests):
+        cache = self.build / "pytest"
+        command = ["/usr/bin/python3", "-B", "-m", "pytest", "-x", "-q", "-o", f"cache_dir={cache}"]
+        status = self.run([*command, f"--programs={self.build}", *tests], 300)
+        failed = cache / "v/cache/lastfailed"
+        if failed.exists():
+            names = [name for name in json.loads(failed.read_text()) if "::" in name]
+            Tree.noticed = (names + [name for name in self.noticed if name not in names])[:30]
+            failed.unlink()
+        return status
+
+    def program_tests(self, path):
+        if not self.compiles("all"):
+            return "does not compile"
+        modules = program_tests(path)
+        likely = [name for name in self.noticed if name.split("::")[0] in modules]
+        return likely and self.pytest(likely) or self.pytest(modules)
+
     def verdict(self, mutant):
         path, number, _, new = mutant
         original = (self.root / path).read_text()
@@ -129,13 +136,8 @@ class Tree:
         lines[number] = new
         (self.root / path).write_text("\n".join(lines) + "\n")
         try:
-            for target, seconds, command in test_commands(path, self.build):
-                if not self.compiles(target):
-                    return "does not compile"
-                status = self.run(command, seconds)
-                if status != 0:
-                    return "hangs" if status == "hangs" else "found"
-            return "missed"
+            status = self.unit_tests() or self.program_tests(path) or "missed"
+            return status if isinstance(status, str) else "found"
         finally:
             (self.root / path).write_text(original)
 
