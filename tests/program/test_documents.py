@@ -79,6 +79,17 @@ def test_the_links_of_a_document_lead_to_files(document):
     assert all((path.parent / link).is_file() for link in links), links
 
 
+def test_the_version_is_the_same_wherever_it_stands():
+    def found(pattern, name):
+        return re.search(pattern, (ROOT / name).read_text(), re.MULTILINE)[1]
+
+    version = found(r"^project\(kestrel VERSION (\S+)", "CMakeLists.txt")
+    assert found(r"^## (\S+) \(\d{4}-\d\d-\d\d\)$", "CHANGELOG.md") == version
+    assert found(r"\Akestrel \((\S+)-1\)", "debian/changelog") == version
+    pages = sorted((ROOT / "man").glob("*.[1-8]"))
+    assert [found(r"^\.Os kestrel (\S+)$", page) for page in pages] == [version] * 4
+
+
 def test_the_recipe_with_a_lock_waits_for_the_other_writer(make_sandbox):
     sandbox = make_sandbox(V2)
     with subprocess.Popen(
