@@ -6,6 +6,7 @@ import json
 import os
 import re
 import resource
+import select
 import shutil
 import signal
 import subprocess
@@ -56,9 +57,10 @@ class Station:
         return [*before, self.script, *self.options, *arguments]
 
     def start(self, *arguments, before=(), **options):
-        pipes = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.PIPE)
+        options |= dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.PIPE)
+        options |= {"encoding": "utf-8", "errors": "surrogateescape"}
         command = self.command(*arguments, before=before)
-        return subprocess.Popen(command, env=self.environment, text=True, **pipes, **options)
+        return subprocess.Popen(command, env=self.environment, **options)
 
     def run(self, scans, *arguments, **options):
         """A shift: its status and what it shows, without the numbers that pass and fail at its end."""
@@ -89,11 +91,15 @@ class Station:
     def holds(self, scan):
         return unit_of(scan).items() <= self.document().items()
 
-    def wrapper(self, script):
-        """A command for --record: a shell script around kestrel-record."""
-        file = self.folder / "wrapper"
-        file.write_text(script)
-        return f"sh {file}"
+    def record(self, script):
+        """For --record: a shell script in front of kestrel-record, which may end before that."""
+        file = self.folder / "record"
+        file.write_text(f'{script}\nexec kestrel-record "$@"')
+        return ["--record", f"sh {file}"]
+
+    def record_at(self, command, script):
+        """The same at one command only."""
+        return self.record(f'[ "$1" != {command} ] || {{ {script}; }}')
 
 
 @pytest.fixture
@@ -181,6 +187,7 @@ NOT_UNITS = {
     FIRST.strip().replace(":02,", ":01,"): "-: the same number twice: 'SN-0001,",
     FIRST.strip().replace(":02,", ":0x,"): "SN-0001: mac2: must be ",
     FIRST.strip().replace("SN-", "SN-\xff"): r"SN-\xff0001: ser_num: must be ",
+    FIRST.strip().replace("SN-", "SN-\udcff"): r"SN-\ufffd0001: ser_num: must be ",
     FIRST.strip().replace("SN-", "SN-\x00"): r"SN-\x000001: ",
     FIRST.strip().replace("SN-", "SN-\x1b"): r"SN-\x1b0001: ser_num: must be ",
 }
@@ -188,8 +195,8 @@ NOT_UNITS = {
 
 def test_a_scan_that_is_no_unit_fails_before_the_part_is_touched_and_the_next_one_passes(station):
     calls = station.folder / "calls"
-    noting = station.wrapper(f'echo "$1" >>{calls}; exec kestrel-record "$@"')
-    *failed, passed = station.run("\n".join([*NOT_UNITS, SECOND]), "--record", noting)
+    noting = station.record(f'echo "$1" >>{calls}')
+    *failed, passed = station.run("\n".join([*NOT_UNITS, SECOND]), *noting)
     assert len(failed) == len(NOT_UNITS)
     for line, expected in zip(failed, NOT_UNITS.values()):
         assert line.startswith(f"FAIL {expected}") and line.isprintable(), line
@@ -221,13 +228,15 @@ def test_capitals_in_a_mac_and_spaces_around_a_value_make_no_other_unit(station)
 def test_a_number_that_has_passed_is_refused_on_another_board(station, options):
     station.run(FIRST)
     earlier = json.dumps(station.entries()[0]["unit"])
-    station.image = records.BLANK_V2
+    image = station.image
     same_serial = SECOND.replace("SN-0002", "SN-0001")
     same_mac = SECOND.replace(",02:a5:5e:00:02:01,", ",02:a5:5e:00:01:03,")
-    assert station.run(FIRST + same_serial + same_mac, *options) == [
-        f"FAIL {name}: in use, passed before: {earlier}"
-        for name in ("SN-0001", "SN-0001", "SN-0002")
-    ]
+    refused = [f"FAIL {n}: in use, passed before: {earlier}" for n in ("SN-0001", "SN-0002")]
+    assert station.run(same_serial + same_mac, *options) == refused
+    assert station.image == image
+    station.image = records.BLANK_V2
+    shown = station.run(FIRST + same_serial + same_mac, *options)
+    assert shown == [refused[0], *refused]
     assert station.image == records.BLANK_V2
     assert station.run(SECOND) == ["PASS SN-0002"]
 
@@ -304,6 +313,7 @@ def test_a_part_that_does_not_fit_is_refused_with_the_reason(station, contents, 
     (line,) = station.run(FIRST)
     assert line.startswith("FAIL SN-0001: ") and reason in line
     assert station.image == contents
+    assert station.entries()[0]["begun"] == (len(contents) in (128, 2048))
 
 
 def test_a_template_of_version_1_makes_boards_of_version_1(station):
@@ -318,40 +328,34 @@ def test_a_template_of_version_1_makes_boards_of_version_1(station):
 
 
 def test_a_board_that_is_not_there_fails_and_the_next_one_passes(station):
-    taken_once = station.wrapper(
-        f'[ "$1" != read ] || [ -e {station.folder}/once ] || set -- read --device {station.folder}/none\n'
-        f'[ "$1" = check ] || : >{station.folder}/once; exec kestrel-record "$@"'
-    )
-    failed, passed = station.run(FIRST + SECOND, "--record", taken_once)
+    once = station.folder / "once"
+    missing = f"[ -e {once} ] || set -- read --device {station.folder}/none; : >{once}"
+    failed, passed = station.run(FIRST + SECOND, *station.record_at("read", missing))
     assert failed.startswith("FAIL SN-0001: ") and "No such file" in failed
     assert passed == "PASS SN-0002"
 
 
 def test_a_board_taken_away_before_the_write_fails_and_passes_when_it_is_back(station):
-    taking = station.wrapper(f'[ "$1" != write ] || rm {station.part}; exec kestrel-record "$@"')
-    (line,) = station.run(FIRST, "--record", taking)
+    (line,) = station.run(FIRST, *station.record_at("write", f"rm {station.part}"))
     assert line.startswith("FAIL SN-0001: ") and "No such file" in line
     (entry,) = station.entries()
     assert entry["report"]["status"] == 4 and entry["reason"] in line
+    station.image = provisioned()
+    assert station.run(FIRST) == ['FAIL SN-0001: the board has ser_num "SN-0002"']
     station.image = records.BLANK_V2
     assert station.run(FIRST) == ["PASS SN-0001"]
-    assert station.results() == [("FAIL", "SN-0001"), ("PASS", "SN-0001")]
+    assert station.results() == [("FAIL", "SN-0001"), ("FAIL", "SN-0001"), ("PASS", "SN-0001")]
 
 
-def test_a_board_taken_away_within_the_write_passes_when_it_is_back(station):
+@pytest.mark.parametrize("end", ["exit 4", "kill -9 $PPID; exit"], ids=["taken away", "no power"])
+def test_a_write_that_was_cut_off_is_made_good_for_the_same_unit_only(station, end):
     whole = model.written(records.BLANK_V2, unit_of(FIRST), True)
-    torn = whole[:11] + records.BLANK_V2[11:]  # within the first MAC
-    station.image = torn
-    (line,) = station.run(FIRST)
-    assert line.startswith('FAIL SN-0001: the board has mac1 "02:a5:5e:ff:ff:ff"')
-    tearing = station.wrapper(
-        f'[ "$1" != write ] || {{ cp {station.folder}/torn {station.part}; exit 4; }}\n'
-        'exec kestrel-record "$@"'
-    )
-    (station.folder / "torn").write_bytes(torn)
-    station.image = records.BLANK_V2
-    assert station.run(FIRST, "--record", tearing) == ["FAIL SN-0001: status 4"]
-    assert station.run(SECOND)[0].startswith("FAIL SN-0002: the board has ")
+    torn = station.folder / "torn"
+    torn.write_bytes(whole[:11] + records.BLANK_V2[11:])  # within the first MAC
+    with station.start(*station.record_at("write", f"cp {torn} {station.part}; {end}")) as shift:
+        assert "PASS" not in shift.communicate(FIRST)[0]
+    assert station.results() == [("FAIL", "SN-0001")]
+    assert station.run(SECOND) == ['FAIL SN-0002: the board has mac1 "02:a5:5e:ff:ff:ff"']
     assert station.run(FIRST) == ["PASS SN-0001"]
 
 
@@ -359,15 +363,25 @@ def test_a_board_taken_away_within_the_write_passes_when_it_is_back(station):
 
 
 def test_a_program_that_cannot_be_run_or_gives_no_report_passes_no_unit(station):
-    for command, reason in (
-        ("/nowhere", "No such file or directory: '/nowhere'"),
-        ("true", "status 0"),
-        ("sh -c 'echo away >&2; exit 255' sh", "away"),
-        ("sh -c 'kill -9 $$' sh", "status -9"),
+    station.environment["PYTHONIOENCODING"] = "ascii"
+    missing = station.run(FIRST, "--record", "/nowhere")
+    assert missing == ["FAIL SN-0001: [Errno 2] No such file or directory: '/nowhere'"]
+    for command, script, reason in (
+        ("check", "exit 0", "status 0"),
+        ("write", "exit 0", "status 0"),
+        ("write", "kill -9 $$", "status -9"),
+        ("write", r"printf 'no line: \344\n' >&2; exit 255", r"no line: \ufffd"),
     ):
-        (line,) = station.run(FIRST, "--record", command)
-        assert line.startswith("FAIL SN-0001: ") and line.endswith(reason), line
+        shown = station.run(FIRST, *station.record_at(command, script))
+        assert shown == [f"FAIL SN-0001: {reason}"]
     assert station.image == records.BLANK_V2
+
+
+def test_a_read_that_fails_after_its_output_does_not_start_the_board_afresh(station):
+    station.image = contents = provisioned(**unit_of(FIRST), ari="0x105c8123")
+    lost = station.record_at("read", 'kestrel-record "$@"; exit 255')
+    assert station.run(FIRST, *lost) == ["FAIL SN-0001: status 255"]
+    assert station.image == contents
 
 
 def test_a_program_that_does_not_end_is_stopped(station):
@@ -377,7 +391,7 @@ def test_a_program_that_does_not_end_is_stopped(station):
     assert "\nLONGEST_RUN = 60 " in text
     (changed / "station").write_text(text.replace("\nLONGEST_RUN = 60 ", "\nLONGEST_RUN = 0.2 "))
     station.script = changed / "station"
-    (line,) = station.run(FIRST, "--record", station.wrapper("exec sleep 100"))
+    (line,) = station.run(FIRST, *station.record("exec sleep 100"))
     assert line.startswith("FAIL SN-0001: ") and "timed out" in line
 
 
@@ -426,6 +440,12 @@ def test_a_unit_whose_line_fails_after_the_write_fails_and_passes_later(station,
     assert station.run(FIRST)[0].startswith("PASS SN-0001")
 
 
+def test_a_line_that_the_disk_takes_in_two_parts_is_whole(station):
+    short = ["-e", "trace=pwrite64", "-e", "inject=pwrite64:retval=100:when=2"]
+    assert station.run(FIRST, before=["strace", "-o", "/dev/null", *short]) == ["PASS SN-0001"]
+    assert station.results() == [("PASS", "SN-0001")]
+
+
 @pytest.mark.parametrize(
     "rest", [b'{"time": "2026-', b"\0" * 8192, b'{"unit": {}, "result": "PASS"}'], ids=ascii
 )
@@ -440,7 +460,7 @@ def test_what_a_loss_of_power_has_left_at_the_end_of_the_log_is_written_over(sta
 
 
 def test_lines_of_the_log_that_are_torn_are_passed_over(station):
-    station.log.write_bytes(b'{"time": "2026-11-15T10:\n\xff\n[]\n     \n\n')
+    station.log.write_bytes(b'{"time": "2026-11-15T10:\n\xff\n[]\nnull\n     \n\n')
     assert station.run(FIRST) == ["PASS SN-0001"]
 
 
@@ -520,14 +540,12 @@ def test_killed_at_any_line_the_same_unit_passes_on_the_same_board_and_is_logged
 
 
 def test_killed_while_the_part_is_written_the_same_unit_passes_on_the_same_board(station):
-    killing = station.wrapper(
-        f'[ "$1" != write ] || {{ kill -9 $PPID; kestrel-record "$@"; : >{station.folder}/done; }}\n'
-        'exec kestrel-record "$@"'
-    )
-    with station.start("--record", killing) as shift:
+    done = station.folder / "done"
+    killing = f'kill -9 $PPID; kestrel-record "$@"; : >{done}; exit'
+    with station.start(*station.record_at("write", killing)) as shift:
         assert shift.communicate(FIRST)[0] == ""
     deadline = time.monotonic() + 10
-    while not (station.folder / "done").exists():
+    while not done.exists():
         assert time.monotonic() < deadline
         time.sleep(0.01)
     assert station.results() == [("FAIL", "SN-0001")]
@@ -535,14 +553,28 @@ def test_killed_while_the_part_is_written_the_same_unit_passes_on_the_same_board
     assert station.run(FIRST) == ["PASS SN-0001"]
 
 
+def test_each_verdict_is_shown_at_once_and_ctrl_c_ends_the_shift(station):
+    with station.start() as shift:
+        shift.stdin.write(FIRST)
+        shift.stdin.flush()
+        assert select.select([shift.stdout], [], [], 20)[0], "nothing is shown"
+        assert shift.stdout.readline() == "PASS SN-0001\n"
+        shift.send_signal(signal.SIGINT)
+        assert shift.communicate() == ("", "")
+    assert shift.returncode == -signal.SIGINT
+
+
 # A file of units
 
 
 def test_each_unit_of_a_file_waits_for_its_board_and_what_has_passed_is_left_out(station):
     file = station.folder / "units.csv"
-    file.write_text(FIRST + "SN-0003\n" + SECOND)
+    file.write_text(FIRST + "SN-0003\rSN-0004\n" + SECOND)
     with station.start(file) as shift:
-        for line, verdict in ((FIRST, "PASS SN-0001"), ("SN-0003", "FAIL -: not ser_num")):
+        for line, verdict in (
+            (FIRST, "PASS SN-0001"),
+            ("SN-0003\rSN-0004", "FAIL -: not ser_num"),
+        ):
             asked = shift.stdout.readline()
             assert asked == f"press Enter at the board for {ascii(line.strip())}\n"
             station.image = records.BLANK_V2
