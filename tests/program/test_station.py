@@ -43,6 +43,7 @@ class Station:
         self.part = folder / "part"
         self.log = folder / "log"
         self.environment = {**os.environ, "PATH": f"{programs}:{os.environ['PATH']}"}
+        self.environment.pop("PYTHONUNBUFFERED", None)
         self.options = ["--device", self.part, "--log", self.log, "--station", "line 1"]
 
     @property
