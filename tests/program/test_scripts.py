@@ -63,7 +63,7 @@ def checkout(tmp_path):
 # script/setup
 
 PURPOSES = ["build", "try", "diagrams", "test", "lint", "bench", "coverage", "fuzz", "cross", "vm"]
-PURPOSES += ["fleet", "fresh", "package"]
+PURPOSES += ["fleet", "fresh", "package", "mutants"]
 
 
 @pytest.fixture
