@@ -377,6 +377,95 @@ def test_fuzzing_refuses_what_is_not_a_number_of_seconds(checkout, seconds):
     assert checkout.calls() == []
 
 
+@pytest.mark.parametrize(
+    "broken", ["FieldTextFuzzer", "DocumentFuzzer", "ImageFuzzer", "ArgumentsFuzzer"]
+)
+def test_an_input_that_breaks_a_fuzz_target_is_kept_and_ends_the_fuzzing_with_1(checkout, broken):
+    for folder in ("build/fuzz/tests/fuzz", "tests/fuzz/corpus"):
+        (checkout.folder / folder).mkdir(parents=True)
+    targets = {path.stem for path in (ROOT / "tests/fuzz").glob("*Fuzzer.cpp")}
+    for name in ("script/setup", "script/build", *(f"build/fuzz/tests/fuzz/{t}" for t in targets)):
+        checkout.fake(name)
+    finds = 'for word; do case $word in -artifact_prefix=*) echo >"${word#*=}crash" ;; esac; done'
+    checkout.fake(f"build/fuzz/tests/fuzz/{broken}", f"{finds}; exit 77")
+    assert checkout.run("script/fuzz", "7")[0] == 1
+    assert [path.name for path in (checkout.folder / "build/fuzz-found").iterdir()] == [
+        f"{broken}-crash"
+    ]
+    ran = {call.split()[0]: call for call in checkout.calls() if "Fuzzer" in call}
+    assert all("-max_total_time=7 " in call for call in ran.values())
+    assert broken == "FieldTextFuzzer" or {name.split("/")[-1] for name in ran} == targets
+
+
+# script/lint
+
+
+@pytest.fixture
+def checkers(checkout):
+    names = ["clang-format", "run-clang-tidy", "cppcheck", "shellcheck", "black", "codespell"]
+    for name in ["script/setup", "script/build", "git", "mandoc", "groff", *names]:
+        checkout.fake(name)
+    return checkout
+
+
+def test_every_source_folder_is_analysed(checkers):
+    assert checkers.run("script/lint") == (0, "lint: nothing found\n", "")
+    folders = {path.parent.name for path in ROOT.glob("*/*.cpp")}
+    for checker in ("run-clang-tidy", "cppcheck"):
+        (call,) = (call for call in checkers.calls() if call.startswith(checker))
+        assert folders <= set(re.findall(r"\w+", call)), checker
+
+
+@pytest.mark.parametrize(
+    "checker",
+    ["clang-format", "run-clang-tidy", "cppcheck", "shellcheck", "black", "codespell", "groff"],
+)
+def test_what_a_checker_finds_is_an_error(checkers, checker):
+    checkers.fake(checker, "exit 1")
+    status, printed, _ = checkers.run("script/lint")
+    assert status != 0 and "nothing found" not in printed
+
+
+# script/package
+
+
+def test_the_package_is_made_of_what_is_committed(checkout):
+    for name in ("script/setup", "dpkg-buildpackage", "lintian"):
+        checkout.fake(name)
+    (checkout.folder / "debian").mkdir()
+    files = {"CMakeLists.txt": "project(kestrel VERSION 1.2.3 LANGUAGES CXX)\n", "debian/rules": ""}
+    for name, text in files.items():
+        (checkout.folder / name).write_text(text)
+    git = ["git", "-C", checkout.folder, "-c", "user.name=x", "-c", "user.email=x@localhost"]
+    for arguments in (["init", "-q"], ["add", *files], ["commit", "-q", "-m", "x"]):
+        subprocess.run([*git, *arguments], check=True)
+    (checkout.folder / "CMakeLists.txt").write_text(files["CMakeLists.txt"] + "changed\n")
+    (checkout.folder / "debian/new").write_text("")
+    subprocess.run([*git, "add", "debian/new"], check=True)
+    assert checkout.run("script/package") == (0, "", "")
+    source = checkout.folder / "build/package/kestrel-1.2.3"
+    assert {
+        str(path.relative_to(source)): path.read_text()
+        for path in source.rglob("*")
+        if path.is_file()
+    } == files
+    tarball = checkout.folder / "build/package/kestrel-1.2.3.tar.xz"
+    listed = subprocess.check_output(["tar", "-tf", tarball], text=True).split()
+    packed = {name for name in listed if not name.endswith("/")}
+    assert packed == {f"kestrel-1.2.3/{name}" for name in files}
+
+
+# script/fresh-test
+
+
+@pytest.mark.parametrize("arguments, suite", [([], "trixie"), (["bookworm"], "bookworm")])
+def test_a_newcomers_system_is_debian_13_unless_another_is_named(checkout, arguments, suite):
+    for name in ("script/setup", "mmdebstrap"):
+        checkout.fake(name)
+    assert checkout.run("script/fresh-test", *arguments) == (0, "", "")
+    assert checkout.calls()[-1].endswith(f" {suite} /dev/null")
+
+
 # script/demo
 
 

@@ -90,6 +90,8 @@ TEST_F(FieldWrites, TheServiceDateHasAPlaceOfItsOwn)
 
 TEST_F(FieldWrites, TheSmallestAndLargestDatesAreStored)
 {
+    EXPECT_EQ(eeprom.WriteProductionDate({20, 13, 0, 31, 0, 0, 0}), 0);
+    EXPECT_EQ(eeprom.WriteProductionDate({20, 13, 12, 0, 0, 0, 0}), 0);
     EXPECT_EQ(eeprom.WriteProductionDate({20, 13, 0, 0, 0, 0, 0}), 0);
     ExpectOnlyField(9, {20, 13, 0, 0, 0, 0, 0});
     EXPECT_EQ(eeprom.WriteProductionDate({20, 99, 12, 31, 23, 59, 59}), 0);
