@@ -45,6 +45,15 @@ def empty_sandbox(tmp_path):
     return EmptySandbox(tmp_path / "sandbox", PROGRAM, V2)
 
 
+def test_another_way_of_linking_is_refused(tmp_path):
+    done = subprocess.run(
+        ["cmake", "-S", ROOT, "-B", tmp_path, "-D", "KESTREL_DYNAMIC=some"],
+        capture_output=True,
+        check=False,
+    )
+    assert done.returncode == 1 and b"neither all, libc nor none" in done.stderr
+
+
 def test_it_needs_no_library_and_no_loader():
     assert "NEEDED" not in elf.readelf(PROGRAM, "-d")
     assert "INTERP" not in elf.readelf(PROGRAM, "-l")
