@@ -1,9 +1,29 @@
-"""The commands in the documents, marked there for the tests."""
+"""What the documents say, and the commands that are marked there for the tests."""
 
+import functools
 import re
+import subprocess
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
+MAN = ROOT / "man"
+
+
+@functools.cache
+def rendered(page, width=78):
+    command = ["mandoc", "-T", "utf8", "-O", f"width={width}", MAN / page]
+    done = subprocess.run(command, capture_output=True, check=True)
+    return re.sub(".\b", "", done.stdout.decode())
+
+
+def in_one_line(text):
+    return " ".join(text.split())
+
+
+def text_of(document):
+    """A manual page as it is read, any other document as it is."""
+    is_page = re.search(r"\.\d$", document)
+    return in_one_line(rendered(document, 1000) if is_page else (ROOT / document).read_text())
 
 
 def block(name, document):

@@ -6,19 +6,16 @@ on either side alone.
 
 # ctest: tree native
 
-import functools
 import re
 import subprocess
-from pathlib import Path
 
 import elements
 import pytest
 import record_model
 import records
+from documents import MAN, ROOT, in_one_line, rendered, text_of
 from terminal import ENTER, Terminal, key
 
-ROOT = Path(__file__).resolve().parents[2]
-MAN = ROOT / "man"
 PAGES = sorted(page.name for page in MAN.glob("*.[1-8]"))
 EACH_PAGE = pytest.mark.parametrize("page", PAGES)
 VERSIONS = pytest.mark.parametrize("version", [1, 2])
@@ -32,21 +29,6 @@ PARTS = {
     "blank-v2": records.BLANK_V2,
     "mistaken-v1": records.MISTAKEN_V1,
 }
-
-
-@functools.cache
-def rendered(page, width=78):
-    command = ["mandoc", "-T", "utf8", "-O", f"width={width}", MAN / page]
-    done = subprocess.run(command, capture_output=True, check=True)
-    return re.sub(".\b", "", done.stdout.decode())
-
-
-def in_one_line(text):
-    return " ".join(text.split())
-
-
-def text_of(page):
-    return in_one_line(rendered(page, 1000))
 
 
 def numbers(sentence, page="kestrel.1"):
@@ -128,121 +110,6 @@ def test_an_example_can_be_copied_from_the_screen(page):
             width = len(next(line for line in lines if line.strip() == body[0])) - len(body[0])
             indented = "\n".join((" " * width + line).rstrip() for line in body)
             assert indented in "\n".join(lines)
-
-
-# Sentences, and what shows that they are true
-
-RECORD = "kestrel-record.1"
-SENTENCES = [
-    (
-        "kestrel.1",
-        "Without a mode word the element is written as well",
-        "kestrel --type 1; kestrel -r --type",
-        "0x1",
-    ),
-    (
-        "kestrel.1",
-        "even in the place of a value; later arguments are ignored",
-        "kestrel -w --ser_num --help --erase | head -n 1; kestrel -r --valid",
-        "Usage: kestrel <r/w> <element> [<argStr>]\n1",
-    ),
-    (
-        "kestrel.1",
-        "If both -r and -w are given, the last one counts, again wherever it appears",
-        "kestrel -w --type -r; kestrel -r --type -w; kestrel -r --type",
-        "0x30\n0x0",
-    ),
-    (
-        "kestrel.1",
-        "The first argument that is the name of an element selects it, and the argument after it "
-        "is the value; the others are ignored",
-        "kestrel 5 --type 6 --ser_num 7; kestrel -r --type; kestrel -r --ser_num",
-        "0x6\n0000000000000",
-    ),
-    (
-        "kestrel.1",
-        "Writing to an element that is read only does nothing, with status 0",
-        "kestrel -w --version 1; echo $?; kestrel -r --version",
-        "0\n2",
-    ),
-    (
-        "kestrel.1",
-        "Month and day may be 0, and every month has 31 days",
-        "for day in 00-00 02-31; do kestrel -w --servicedate 2026-$day/00:00:00; "
-        "kestrel -r --servicedate; done",
-        "2026-00-00 00:00:00\n2026-02-31 00:00:00",
-    ),
-    (
-        "kestrel.1",
-        "The summary of --help is on standard output",
-        "kestrel --typ 2>&1 >/dev/null; kestrel --typ | head -n 1",
-        "Usage: kestrel <r/w> <element> [<argStr>]",
-    ),
-    (
-        "kestrel.1",
-        "Every command opens it for reading and writing, also those that only read, and even "
-        "--help",
-        "rm $UMOCKDEV_DIR/sys/bus/i2c/devices/0-0050/eeprom; kestrel --help 2>&1",
-        "kestrel: Error: Open file descriptor: No such file or directory",
-    ),
-    (
-        "kestrel-boardtest.1",
-        "The submode was executed, also when the record is damaged",
-        "printf x | dd of=/sys/bus/i2c/devices/0-0050/eeprom bs=1 seek=9 conv=notrunc status=none; "
-        "kestrel-boardtest 1 2>&1 >/dev/null | head -n 1; kestrel-boardtest 1 >/dev/null 2>&1; "
-        "echo $?",
-        "CRC invalid\n0",
-    ),
-    (
-        RECORD,
-        "The document is refused; every error is named",
-        "kestrel-record check --set type=x --set mac1=x 2>&1 | cut -d ' ' -f 1,2; "
-        "kestrel-record check --set typ=x 2>/dev/null; echo $?",
-        "kestrel-record: type:\nkestrel-record: mac1:\n3",
-    ),
-    (
-        RECORD,
-        "It must not be longer than 1 MiB",
-        "for blanks in 1048574 1048575; do printf '{}%*s' $blanks '' | kestrel-record check - "
-        "2>/dev/null; echo $?; done",
-        "valid\n0\n3",
-    ),
-    (
-        RECORD,
-        "Long options cannot be abbreviated",
-        "kestrel-record check --set type=0x1 --jso 2>&1 | head -n 1",
-        "kestrel-record: there is no option --jso",
-    ),
-    (
-        RECORD,
-        "Options may stand anywhere after the command and before ‘--’.",
-        "echo '{}' | kestrel-record check - --set type=0x1; kestrel-record check -- --json 2>&1",
-        "valid\nkestrel-record: cannot open --json: No such file or directory",
-    ),
-    (
-        RECORD,
-        "How many seconds to wait for the lock, from 0, which tries once, to 86400; 10 by default.",
-        "part=/sys/bus/i2c/devices/0-0050/eeprom; "
-        "timeout 9 flock $part kestrel-record read --wait 0 2>/dev/null; echo $?; "
-        "for wait in 86400 86401; do kestrel-record read --wait $wait version 2>/dev/null; done; "
-        "kestrel-record read --help | grep -o 'default 10'",
-        "5\n2\ndefault 10",
-    ),
-    (
-        RECORD,
-        "The last one for a field counts, and only that one is checked",
-        "kestrel-record check --set type=x --set type=0x1",
-        "valid",
-    ),
-]
-
-
-@pytest.mark.parametrize(
-    "page, sentence, script, output", SENTENCES, ids=[row[1] for row in SENTENCES]
-)
-def test_a_sentence_of_the_page_is_true(make_sandbox, page, sentence, script, output):
-    assert sentence in text_of(page)
-    assert make_sandbox(PARTS["formatted-v2"]).shell(script).out.decode() == output + "\n"
 
 
 # The elements and their values
