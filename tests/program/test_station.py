@@ -1,6 +1,6 @@
 """The example of a station of a production line, as it is installed."""
 
-# ctest: native
+# ctest: native first
 
 import json
 import os
