@@ -157,6 +157,15 @@ def test_a_document_that_fails_to_be_read_to_its_end_is_status_4(part):
     assert result.status == 4 and b"Input/output error" in result.err
 
 
+@pytest.mark.parametrize("error", ["EINTR", "EAGAIN"])
+def test_an_interrupted_read_of_the_document_is_repeated(part, error):
+    document = part.path.parent / "board.json"
+    document.write_text("{}")
+    tracing = ["strace", "-o", part.path.parent / "log", "-P", document]
+    inject = f"inject=read:error={error}:when=1..20"
+    assert part.run("check", document, before=[*tracing, "-e", inject]) == (0, b"valid\n", b"")
+
+
 @pytest.mark.parametrize("claimed", [16385, 1000000, -5000])
 def test_a_read_of_the_document_that_claims_more_than_was_asked_aborts(part, claimed):
     document = part.path.parent / "board.json"

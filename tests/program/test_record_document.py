@@ -201,6 +201,37 @@ def test_every_error_is_named_at_once(record):
     )
 
 
+@pytest.mark.parametrize(
+    "document, messages",
+    [
+        ({"nix": 1}, ["nix: there is no such field"]),
+        (
+            {"version": 1, "ari": "0x105c8000", "pcb_ser_num": "0123456789012"},
+            [
+                "ari: version 1 does not have this field",
+                "pcb_ser_num: version 1 has room for 12 characters, not for 13",
+            ],
+        ),
+        (
+            {"ari": "0x105c8000", "block8": "0011223344556677"},
+            [
+                f"{key}: version {version} does not have this field,"
+                " and the other version does not take everything that is named"
+                for key, version in (("ari", 1), ("block8", 2))
+            ],
+        ),
+    ],
+)
+def test_what_is_wrong_is_said_in_these_words(record, document, messages):
+    lines = "".join(f"kestrel-record: {message}\n" for message in messages)
+    assert record.run("check", document=document) == (3, b"", lines.encode())
+
+
+def test_an_image_needs_a_version(record):
+    message = b"kestrel-record: version: must be named\n"
+    assert record.run("image", "-o", "-", document={}) == (3, b"", message)
+
+
 def test_an_empty_document_and_a_complete_one_of_each_version_are_accepted(record):
     for document in ({}, model.sample(1), model.sample(2)):
         assert record.run("check", document=document) == (0, b"valid\n", b"")
