@@ -155,11 +155,11 @@ def over_ssh(fleet):
 
 
 def test_a_board_gets_one_command_over_ssh_and_no_file(fleet, over_ssh):
-    (call,) = over_ssh("")
+    (call,) = over_ssh("kestrel_wait=3")
     assert "-o BatchMode=yes" in call and "ControlMaster" not in call
     assert " -tt " not in call
     part = f"'\"'\"'{fleet.part('board')}'\"'\"'"
-    command = f"kestrel-record write --json --device {part} - && sleep 0"
+    command = f"kestrel-record write --json --device {part} --wait 3 - && sleep 0"
     assert call.endswith(f" board /bin/sh -c '{command}'")
 
 
