@@ -7,7 +7,7 @@ import resource
 import pytest
 import record_model
 import records
-from documents import ROOT, block
+from documents import ROOT, block, text_of
 from fleet import LOCAL, Board
 
 V2 = records.formatted(2)
@@ -88,6 +88,19 @@ def test_the_boards_that_failed_are_driven_again_by_themselves(fleet):
     assert again.status == 0
     assert [report["host"] for report in again.reports] == ["bad"]
     assert fleet.part("bad").read_bytes() == WRITTEN
+
+
+def test_the_hosts_to_drive_again_are_those_of_the_last_run_in_which_any_failed(fleet):
+    sentence = "the hosts that failed or were unreachable in the last run in which there were any."
+    assert f"`playbook.retry`: {sentence}" in text_of(DOCUMENT_FILE)
+    fleet.set_up([Board("one", V2, REFUSED), Board("two", V2, REFUSED)])
+    retry = fleet.folder / "playbook.retry"
+    for host, named in [("one", ["one"]), ("two", ["two"])]:
+        fleet.run("--limit", host)
+        assert retry.read_text().split() == named
+    (fleet.folder / "documents/one.json").write_text(json.dumps(DOCUMENT))
+    assert fleet.run("--limit", "one").status == 0
+    assert retry.read_text().split() == ["two"]
 
 
 BATCHES = ("-e", '{"batches": [1, "100%"]}')
@@ -225,7 +238,7 @@ def test_the_document_finds_numbers_that_stand_twice(fleet):
 
 
 def test_the_numbers_of_the_document_are_those_of_the_configuration(fleet):
-    text = " ".join((ROOT / DOCUMENT_FILE).read_text().split())
+    text = text_of(DOCUMENT_FILE)
     configuration = (fleet.folder / "ansible.cfg").read_text()
     forks = re.search("^forks = (.*)$", configuration, re.M)[1]
     assert f"`ansible.cfg` lets it handle {forks} boards at a time" in text

@@ -6,7 +6,8 @@ import subprocess
 import time
 
 import pytest
-from documents import ROOT, transcript
+import records
+from documents import ROOT, text_of, transcript
 
 
 def test_the_transcript_shows_what_the_machine_prints(machine):
@@ -16,6 +17,37 @@ def test_the_transcript_shows_what_the_machine_prints(machine):
     for command, printed in steps:
         result = machine.run(command + " 2>&1")
         assert result.out.decode() == printed, command
+
+
+@pytest.mark.parametrize(
+    "document, sentence, command, printed",
+    [
+        (
+            "docs/on-the-board.md",
+            "The kernel gives the file to root alone (mode 600).",
+            "stat -c '%u %a' eeprom",
+            "0 600",
+        ),
+        (
+            "docs/vm.md",
+            "A write across the end is short, and the next one fails with `File too large`.",
+            "head -c 129 /dev/zero 2>&1 >eeprom | grep -o 'File.*'; wc -c <eeprom",
+            "File too large\n128",
+        ),
+        ("docs/vm.md", "`: >eeprom` does nothing.", ": >eeprom; wc -c <eeprom", "128"),
+        (
+            "docs/vm.md",
+            "`--format_v2` on a 128-byte part fails after the record has been wiped.",
+            "kestrel --format_v2 2>/dev/null; echo $?; od -A n -t x1 -j 8 -N 6 eeprom",
+            "1\n 00 00 00 00 00 00",
+        ),
+    ],
+)
+def test_a_sentence_is_true_behind_the_driver(machine, document, sentence, command, printed):
+    assert sentence in text_of(document)
+    machine.put_part(records.formatted(1))
+    result = machine.run(f"cd /sys/bus/i2c/devices/0-0050; {command}")
+    assert result.out.decode() == printed + "\n"
 
 
 def script_vm(*arguments):
