@@ -10,6 +10,7 @@ from pathlib import Path
 import jsonschema
 import pytest
 import record_model as model
+import records
 
 ROOT = Path(__file__).parents[2]
 SCHEMA = json.loads((ROOT / "man/kestrel-record.schema.json").read_text())
@@ -225,6 +226,12 @@ def test_every_error_is_named_at_once(record):
 def test_what_is_wrong_is_said_in_these_words(record, document, messages):
     lines = "".join(f"kestrel-record: {message}\n" for message in messages)
     assert record.run("check", document=document) == (3, b"", lines.encode())
+
+
+def test_each_key_says_what_it_must_be(record):
+    nothing = {key: None for key in model.FIELDS}
+    refusals = records.text("record-refusals.txt")
+    assert record.run("check", document=nothing) == (3, b"", refusals)
 
 
 def test_an_image_needs_a_version(record):
