@@ -117,6 +117,27 @@ def test_help_goes_to_standard_output(part, words, text):
     assert done.returncode == 4 and done.stderr.startswith(b"kestrel-record: ")
 
 
+MESSAGES = re.findall(
+    r"^\$ kestrel-record ?(.*)\n((?:.*\n)*?)status (\d)$",
+    records.text("record-messages.txt").decode(),
+    re.M,
+)
+
+
+@pytest.mark.parametrize("line, text, status", MESSAGES, ids=[line for line, _, _ in MESSAGES])
+def test_each_message_is_in_these_words(part, tmp_path, line, text, status):
+    (tmp_path / "folder").mkdir()
+    (tmp_path / "short").write_bytes(bytes(100))
+    (tmp_path / "v1").write_bytes(records.formatted(1))
+    (tmp_path / "v2").write_bytes(V2)
+    (tmp_path / "crc").write_bytes(records.damaged(V2))
+    (tmp_path / "word").write_bytes(records.with_crc(records.patched(V2, 0, b"\0\3")))
+    (tmp_path / "pattern").write_bytes(records.with_crc(records.patched(V2, 2, b"vantor")))
+    (tmp_path / "blank").write_bytes(records.BLANK_V2)
+    status_and_text = plain(part, *line.split(), cwd=tmp_path)[::2]
+    assert status_and_text == (int(status), text.encode())
+
+
 def test_the_version_is_that_of_the_project(part):
     version = re.search(r"project\(kestrel VERSION (\S+)", (ROOT / "CMakeLists.txt").read_text())[1]
     assert plain(part, "--version") == (0, f"kestrel-record {version}\n".encode(), b"")
@@ -154,7 +175,9 @@ def test_a_document_that_fails_to_be_read_to_its_end_is_status_4(part):
     document.write_text("{}")
     tracing = ["strace", "-o", part.path.parent / "log", "-P", document]
     result = part.run("write", document, before=[*tracing, "-e", "inject=read:error=EIO"])
-    assert result.status == 4 and b"Input/output error" in result.err
+    message = re.sub(" /[^:]*", " NAME", result.err.decode())
+    reason = "cannot read NAME: Input/output error; the part was not changed"
+    assert (result.status, message) == (4, f"kestrel-record: {reason}\n")
 
 
 @pytest.mark.parametrize("error", ["EINTR", "EAGAIN"])

@@ -371,28 +371,44 @@ def test_a_byte_that_reads_back_differently_is_noticed_outside_of_the_write_too(
     assert outcome == (7, NOT_HELD + "the part was changed\n")
 
 
-BEFORE = ["openat:error=EACCES", "openat:error=EIO", "flock:error=EIO", "lseek:error=EIO:when=1"]
-BEFORE += ["read:error=EIO:when=1", "read:retval=0:when=1"]
-FROM_THEN_ON = ["write:error=EIO", "write:error=ENXIO", "write:retval=0", "lseek:error=EIO:when=2"]
-FROM_THEN_ON += ["lseek:error=EIO:when=3", "read:error=EIO:when=2", "read:retval=0:when=2"]
+SEEK = "Error lseek on file descriptor: Input/output error"
+READ = "Error reading from file descriptor"
+WRITE = "Error writing to file descriptor"
+BEFORE = {
+    "openat:error=EACCES": "open {}: Permission denied",
+    "openat:error=EIO": "open {}: Input/output error",
+    "flock:error=EIO": "lock {}: Input/output error",
+    "lseek:error=EIO:when=1": "read {}: " + SEEK,
+    "read:error=EIO:when=1": "read {}: " + READ + ":: Input/output error",
+    "read:retval=0:when=1": "read {}: " + READ + ". No bytes read:",
+}
+FROM_THEN_ON = {
+    "write:error=EIO": "write {}: " + WRITE + ":: Input/output error",
+    "write:error=ENXIO": "write {}: " + WRITE + ":: No such device or address",
+    "write:retval=0": "write {}: " + WRITE + ". No bytes written:",
+    "lseek:error=EIO:when=2": "write {}: " + SEEK,
+    "lseek:error=EIO:when=3": "read {}: " + SEEK,
+    "read:error=EIO:when=2": "read {}: " + READ + ":: Input/output error",
+    "read:retval=0:when=2": "read {}: " + READ + ". No bytes read:",
+}
 
 
-@pytest.mark.parametrize(
-    "fault, state",
-    [(fault, "was not changed") for fault in BEFORE]
-    + [(fault, "may have been changed") for fault in FROM_THEN_ON],
-)
-def test_a_failure_before_the_write_or_from_then_on_says_so(make_part, fault, state):
+@pytest.mark.parametrize("fault", [*BEFORE, *FROM_THEN_ON])
+def test_a_failure_before_the_write_or_from_then_on_says_so(make_part, fault):
     part = make_part(records.formatted(2))
+    state = "was not changed" if fault in BEFORE else "may have been changed"
     arguments = ["write", "--set", "ser_num=1"]
     status, message = failed(part, fault, *arguments)
-    assert status == 4 and state in message
+    what = {**BEFORE, **FROM_THEN_ON}[fault].format("PART")
+    assert status == 4
+    assert (
+        re.sub(" /[^:]*", " PART", message) == f"kestrel-record: cannot {what}; the part {state}\n"
+    )
     assert part.image == records.formatted(2) or fault in FROM_THEN_ON
     part.image = records.formatted(2)
     report = json.loads(part.fail(fault, *arguments, "--json").out)
     assert (report["result"], report["status"]) == ("failed", 4)
-    assert report["errors"][0]["field"] is None
-    assert report["errors"][0]["message"] in message
+    assert report["errors"] == [{"field": None, "message": message[16:-1]}]
 
 
 @pytest.mark.parametrize("call", ["read:error=EINTR", "write:error=EAGAIN", "write:error=EINTR"])
