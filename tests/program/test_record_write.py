@@ -371,7 +371,7 @@ def test_a_byte_that_reads_back_differently_is_noticed_outside_of_the_write_too(
     assert outcome == (7, NOT_HELD + "the part was changed\n")
 
 
-SEEK = "Error lseek on file descriptor: Input/output error"
+SEEK = "Error seek file descriptor: Input/output error"
 READ = "Error reading from file descriptor"
 WRITE = "Error writing to file descriptor"
 BEFORE = {
