@@ -184,9 +184,10 @@ def test_a_document_that_fails_to_be_read_to_its_end_is_status_4(part):
 def test_an_interrupted_read_of_the_document_is_repeated(part, error):
     document = part.path.parent / "board.json"
     document.write_text("{}")
-    tracing = ["strace", "-o", part.path.parent / "log", "-P", document]
-    inject = f"inject=read:error={error}:when=1..20"
-    assert part.run("check", document, before=[*tracing, "-e", inject]) == (0, b"valid\n", b"")
+    log = part.path.parent / "log"
+    tracing = ["strace", "-o", log, "-P", document, "-e", f"inject=read:error={error}:when=1..20"]
+    assert part.run("check", document, before=tracing) == (0, b"valid\n", b"")
+    assert log.read_text().count("poll(") == 20  # what is not ready is waited for
 
 
 @pytest.mark.parametrize("claimed", [16385, 1000000, -5000])
@@ -251,6 +252,13 @@ def test_without_proc_the_message_names_what_is_missing_and_not_the_part(part, c
         b"cannot open /proc/self/fd/.*: No such file or directory; the part was not changed\n"
     )
     assert re.fullmatch(b"kestrel-record: " + expected, result.err), result.err
+
+
+def test_without_a_file_in_memory_the_message_says_so(part):
+    missing = ["strace", "-o", part.path.parent / "log", "-e", "inject=memfd_create:error=EMFILE"]
+    reason = b"Error making a file in memory: Too many open files; the part was not changed"
+    expected = (4, b"", b"kestrel-record: " + reason + b"\n")
+    assert part.run("read", before=missing) == expected
 
 
 # The lock
