@@ -432,7 +432,7 @@ def test_the_fixed_values_of_the_dump_are_those_of_the_page():
     for of_fields in (absent, damaged):
         for sentence in [
             f"--raw shows {of_fields['MAC USB local']}, ",
-            f"and for MAC USB host {of_fields['MAC USB host']}.",
+            f"and likewise for MAC USB host {of_fields['MAC USB host']}.",
             f"it is shown as {of_fields['ARI (DECT ID)']}, ",
             f"and each AioCalibration as {of_fields['AioCalibration 0']}.",
         ]:
