@@ -162,7 +162,18 @@ def test_a_file_that_cannot_be_made_leaves_the_folder_as_it_was(record, tmp_path
 def test_standard_output_that_cannot_be_written_is_status_4(record):
     with open("/dev/full", "wb") as full:
         result = image(record, "-", stdout=full)
-    assert result.status == 4 and result.err.startswith(b"kestrel-record: ")
+    reason = b"Error writing to file descriptor:: No space left on device"
+    assert result == (4, None, b"kestrel-record: cannot write standard output: " + reason + b"\n")
+
+
+def test_a_file_that_has_lost_its_name_is_written_and_no_other_of_that_name(record, tmp_path):
+    other = tmp_path / "image (deleted)"
+    other.write_bytes(b"other")
+    with open(tmp_path / "image", "w+b") as file:
+        os.unlink(file.name)
+        assert image(record, "/proc/self/fd/1", stdout=file).status == 0
+        file.seek(0)
+        assert (file.read(), other.read_bytes()) == (V1, b"other")
 
 
 @VERSIONS
