@@ -26,6 +26,12 @@ def text_of(document):
     return in_one_line(rendered(document, 1000) if is_page else (ROOT / document).read_text())
 
 
+def says(document, *sentences):
+    """Holds sentences against what the test shows beside this call."""
+    for sentence in sentences:
+        assert sentence in text_of(document), sentence
+
+
 def block(name, document):
     """The lines of an example."""
     text = (ROOT / document).read_text()

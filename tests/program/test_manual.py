@@ -14,7 +14,6 @@ import pytest
 import record_model
 import records
 from documents import MAN, ROOT, in_one_line, rendered, text_of
-from terminal import ENTER, Terminal, key
 
 PAGES = sorted(page.name for page in MAN.glob("*.[1-8]"))
 EACH_PAGE = pytest.mark.parametrize("page", PAGES)
@@ -274,57 +273,6 @@ def test_the_message_of_a_short_date_is_that_of_the_page(make_sandbox):
     result = make_sandbox(PARTS["formatted-v2"]).run("-w", "--servicedate", "2026-11-15")
     assert result.err.decode().removeprefix("kestrel: ")[:-1] in text_of("kestrel.1")
     assert numbers("this one has # characters") == [len("2026-11-15")]
-
-
-# The menu
-
-
-def test_the_menu_needs_the_terminal_that_the_page_says(make_sandbox):
-    rows, columns = numbers("The menu needs a terminal of # rows and # columns.")
-    sandbox = make_sandbox(PARTS["formatted-v2"])
-    terminal = Terminal(sandbox, rows, columns)
-    assert terminal.child.isalive()
-    terminal.leave()
-    too_small = Terminal(sandbox, 24, 40)
-    assert not too_small.child.isalive()
-    message = too_small.transcript.decode().split("kestrel: ")[1]
-    at_least = numbers("the menu needs a terminal of # rows and # columns at least")
-    assert at_least == [rows, columns]
-    assert message.strip() in text_of("kestrel.1")
-
-
-@pytest.mark.parametrize("name, end", [("vt220", b"0\0\0"), ("xterm", b"00\b")])
-def test_with_the_terminal_of_the_page_both_backspaces_remove_a_character(make_sandbox, name, end):
-    sandbox = make_sandbox(PARTS["formatted-v2"])
-    terminal = Terminal(sandbox, name=name)
-    terminal.press(*[key("kcud1", name)] * elements.NAMES.index("SerialNumber"))
-    terminal.press(ENTER, b"\x7f", b"\x08", ENTER)
-    terminal.leave()
-    assert elements.field("--ser_num", 2).of(sandbox.image)[-3:] == end
-
-
-def test_the_menu_does_what_the_sentences_of_the_page_say(make_sandbox):
-    text = text_of("kestrel.1")
-    sandbox = make_sandbox(PARTS["formatted-v2"])
-    terminal = Terminal(sandbox)
-    assert "and the list shows the old values until the next edit" in text
-    terminal.go_to("Erase")
-    before = terminal.text()
-    terminal.press(ENTER)
-    assert (sandbox.image, terminal.text()) == (records.BLANK_V2, before)
-    assert "keys like Delete, Home and F1 enter two," in text
-    terminal.go_to("Hardware Rev", "Erase")
-    for name in ("kdch1", "khome", "kf1"):
-        terminal.press(ENTER)
-        before = terminal.row(22)
-        terminal.press(key(name))
-        assert len(terminal.row(22)) == len(before) + 2
-        terminal.press(ENTER)
-    assert "Ctrl-C leaves without writing, with status 1." in text
-    terminal.press(ENTER, b"1")
-    before = sandbox.image
-    terminal.child.send(b"\x03")
-    assert (terminal.wait_for_end(), sandbox.image) == (1, before)
 
 
 # The record
