@@ -443,6 +443,8 @@ def test_the_package_is_made_of_what_is_committed(checkout):
     (checkout.folder / "debian/new").write_text("")
     subprocess.run([*git, "add", "debian/new"], check=True)
     assert checkout.run("script/package") == (0, "", "")
+    failing = re.search(r"--fail-on (\S+)", checkout.calls()[-1])[1].split(",")
+    assert {"error", "warning", "info", "pedantic"} <= set(failing)
     source = checkout.folder / "build/package/kestrel-1.2.3"
     assert {
         str(path.relative_to(source)): path.read_text()
@@ -453,6 +455,106 @@ def test_the_package_is_made_of_what_is_committed(checkout):
     listed = subprocess.check_output(["tar", "-tf", tarball], text=True).split()
     packed = {name for name in listed if not name.endswith("/")}
     assert packed == {f"kestrel-1.2.3/{name}" for name in files}
+
+
+# script/cross
+
+
+def test_a_cross_build_is_tested_and_has_both_programs_as_one_file(checkout):
+    for name in ("script/setup", "script/build", "ctest"):
+        checkout.fake(name)
+    (checkout.folder / "build/sysroot-armhf").mkdir(parents=True)
+    assert checkout.run("script/cross", "armhf") == (0, "", "")
+    assert checkout.calls() == [
+        "script/setup cross",
+        "script/build armhf",
+        "script/build static-armhf kestrel kestrel-record",
+        "ctest --preset armhf --progress",
+    ]
+    assert checkout.run("script/cross", "x") == (2, "", "usage: script/cross armhf|arm64\n")
+
+
+# script/reproducible
+
+
+def test_all_varies_between_the_builds_but_user_and_host(checkout):
+    (checkout.folder / "build/package").mkdir(parents=True)
+    for name in ("script/setup", "reprotest"):
+        checkout.fake(name)
+    assert checkout.run("script/reproducible")[0] == 0
+    varied = checkout.calls()[-1].split()[1].removesuffix(",-fileordering")
+    assert varied == "--vary=-user_group,-domain_host"
+    checkout.fake("reprotest", "exit 1")
+    assert checkout.run("script/reproducible")[0] == 1
+
+
+# script/reliability and script/bench
+
+
+@pytest.fixture
+def measured(checkout):
+    """A checkout in which the figures are "new", and the documents have "old" ones."""
+    for name in ("script/setup", "script/build"):
+        checkout.fake(name)
+    files = {
+        "tests/program/conftest.py": "def pytest_addoption(parser):\n"
+        "    parser.addoption('--programs')\n    parser.addoption('--rounds')\n",
+        "tests/program/test_record_write.py": "def test_what_read_prints_write_leaves_unchanged"
+        "(request):\n    assert request.config.getoption('--rounds') == '10000'\n",
+        "tests/reliability/report.py": "print('new')\n",
+        "tests/bench/report.py": "print('new')\n",
+        "docs/reliability.md": "text\n<!-- figures -->\n\nold\n",
+        "docs/performance.md": "text\n<!-- figures -->\n\nold\n",
+    }
+    for name, text in files.items():
+        (checkout.folder / name).parent.mkdir(parents=True, exist_ok=True)
+        (checkout.folder / name).write_text(text)
+    return checkout
+
+
+def test_figures_of_reliability_that_differ_from_the_document_are_shown_and_an_error(measured):
+    document = measured.folder / "docs/reliability.md"
+    status, printed, _ = measured.run("script/reliability")
+    assert status == 1 and "< old\n---\n> new\n" in printed and "old" in document.read_text()
+    assert measured.run("script/reliability", "--write")[0] == 0
+    assert document.read_text() == "text\n<!-- figures -->\n\nnew\n"
+    printed = "reliability: docs/reliability.md holds\n"
+    assert measured.run("script/reliability")[:2] == (0, printed)
+
+
+def test_the_tables_of_the_bench_are_printed_or_written_and_its_failure_is_an_error(measured):
+    document = measured.folder / "docs/performance.md"
+    assert measured.run("script/bench") == (0, "new\n", "")
+    assert document.read_text() == "text\n<!-- figures -->\n\nold\n"
+    assert measured.run("script/bench", "--write") == (0, "", "")
+    assert document.read_text() == "text\n<!-- figures -->\nnew\n"
+    (measured.folder / "tests/bench/report.py").write_text("print('too much')\nexit(1)\n")
+    for arguments in ([], ["--write"]):
+        assert measured.run("script/bench", *arguments) == (1, "too much\n", "")
+    assert "much" not in document.read_text()
+
+
+# script/vm-test
+
+
+def test_the_arguments_of_the_test_on_the_machine_are_those_of_pytest(checkout):
+    for name in ("script/setup", "script/build"):
+        checkout.fake(name)
+    files = {
+        "vm/machine.py": "",
+        "vm/test_it.py": "def test_one(): pass\ndef test_two(): pass\n",
+        "program/test_shared.py": "# ctest: vm\ndef test_one(): pass\n",
+        "program/test_other.py": "def test_one(): pass\n",
+    }
+    for name, text in files.items():
+        (checkout.folder / "tests" / name).parent.mkdir(parents=True, exist_ok=True)
+        (checkout.folder / "tests" / name).write_text(text)
+    status, printed, _ = checkout.run("script/vm-test", "-k", "one", "-vv")
+    passed = re.findall(r"PASSED (\S+)", printed)
+    assert (status, sorted(passed)) == (
+        0,
+        ["program/test_shared.py::test_one", "vm/test_it.py::test_one"],
+    )
 
 
 # script/fresh-test
