@@ -128,14 +128,28 @@ def test_a_device_is_written_and_stays(record, full):
     assert stat.S_ISCHR(os.stat(full).st_mode)
 
 
-@pytest.mark.parametrize("name", ["", "folder", "missing/image", "file/image"])
-def test_what_cannot_be_written_is_status_4(record, tmp_path, name):
+@pytest.mark.parametrize(
+    "name, reason",
+    [
+        ("", b"Is a directory"),
+        ("folder", b"Is a directory"),
+        ("missing/image", b"No such file or directory"),
+        ("file/image", b"Not a directory"),
+        ("loop", b"Too many levels of symbolic links"),
+    ],
+)
+def test_what_cannot_be_written_is_status_4(record, tmp_path, name, reason):
+    def files():
+        return sorted((path, path.is_symlink()) for path in tmp_path.rglob("*"))
+
     (tmp_path / "folder").mkdir()
     (tmp_path / "file").write_bytes(b"")
-    before = sorted(tmp_path.rglob("*"))
+    (tmp_path / "loop").symlink_to("loop")
+    before = files()
     result = image(record, f"{tmp_path}/{name}")
     assert (result.status, result.out) == (4, b"") and result.err.startswith(b"kestrel-record: ")
-    assert sorted(tmp_path.rglob("*")) == before
+    assert result.err.endswith(b": " + reason + b"\n")
+    assert files() == before
 
 
 @pytest.mark.parametrize("there", [True, False], ids=["old file", "no file"])
