@@ -9,7 +9,7 @@ import subprocess
 import pytest
 import records
 from conftest import DEVICE, result_of
-from documents import block
+from documents import block, says
 
 DOCUMENT = "docs/on-the-board.md"
 V1 = records.formatted(1)
@@ -80,6 +80,7 @@ def test_the_cells_are_where_the_record_has_its_macs(tree, facts, version):
     macs = [field for field in fields if re.fullmatch(r"MAC\d", field["name"])]
     places = [[str(field["position"]), str(field["length"])] for field in macs]
     assert [tree.get(node, "reg") for node in tree.addresses()] == places
+    says(DOCUMENT, "at positions that both versions of the record have in common")
 
 
 def test_each_ethernet_driver_gets_the_cell_of_its_own_address(tree):
@@ -87,6 +88,7 @@ def test_each_ethernet_driver_gets_the_cell_of_its_own_address(tree):
         driver = f"/ethernet{number}"
         assert tree.get(driver, "nvmem-cells") == tree.get(node, "phandle")
         assert tree.get(driver, "nvmem-cell-names", "s") == ["mac-address"]
+    says(DOCUMENT, "gives two Ethernet drivers their cell.")
 
 
 def test_the_part_of_the_device_tree_is_the_one_that_the_programs_open(tree):
@@ -166,6 +168,7 @@ def test_each_interface_of_the_unit_gets_its_address_from_an_intact_record(make_
     board = make_board(filled(contents))
     assert board.run() == (0, b"", b"")
     assert board.calls("ip") == BOTH
+    says(DOCUMENT, "An interface that is up, as after a start over the network, is not taken down.")
 
 
 @pytest.mark.parametrize(
@@ -187,6 +190,10 @@ def test_without_an_intact_record_every_interface_is_left_as_it_is_and_named(mak
     assert reason.startswith("kestrel-record: ") and others == [reason]
     left = [f"kestrel-macs: {interface} is left as it is" for interface in ("eth0", "eth1")]
     assert messages.decode().splitlines()[1::2] == left
+    says(
+        DOCUMENT,
+        "An interface is **left as it is** if the part is absent, if its record is not intact,",
+    )
 
 
 @pytest.mark.parametrize("mac", ["00:00:00:00:00:00", "ff:ff:ff:ff:ff:ff", "03:a5:5e:12:34:01"])
@@ -198,6 +205,7 @@ def test_an_address_that_is_none_is_not_set_though_the_record_is_intact(make_boa
         rf'kestrel-record: mac1: .*"{mac}"\nkestrel-macs: eth0 is left as it is\n',
         messages.decode(),
     )
+    says(DOCUMENT, "if the address in it is all zero or a group address,")
 
 
 @pytest.mark.parametrize("pair", ["eth2=mac5", "eth2=", "eth2"])
@@ -213,12 +221,18 @@ def test_an_address_that_the_kernel_refuses_fails_and_the_others_are_set(make_bo
     board.fake("ip", 'case "$*" in *eth0*) echo busy >&2; exit 2 ;; esac')
     assert board.run() == (1, b"", b"busy\nkestrel-macs: eth0 is left as it is\n")
     assert board.calls("ip") == BOTH
+    says(DOCUMENT, "or if the kernel refuses it. The other interfaces are set all the same.")
+    says(
+        "examples/kestrel-macs",
+        "is left as it is; # the others are set all the same, and the status is 1.",
+    )
 
 
 def test_the_script_waits_ten_seconds_for_the_part(make_board):
     board = make_board(None)
     assert board.run().status == 1
     assert board.calls("sleep") == ["sleep 1"] * 10
+    says(DOCUMENT, "The script waits for the part for 10 seconds.")
 
 
 def test_a_part_that_comes_late_is_used(make_board):

@@ -6,6 +6,7 @@ import signal
 
 import pytest
 import records
+from documents import says
 
 V1 = records.formatted(1)
 V2 = records.formatted(2)
@@ -129,6 +130,7 @@ def test_a_failed_bring_up_ends_every_command(make_sandbox, fault, message, argu
 def test_an_unreadable_version_counts_as_version_2_without_a_message(make_sandbox, fault):
     sandbox = make_sandbox(V2)
     assert sandbox.fail(fault, "-r", "--mac1") == (0, b"02:a5:5e:00:00:00\n", b"")
+    says("docs/reliability.md", "a format version that cannot be read counts as version 2")
 
 
 def test_the_version_that_cannot_be_read_is_shown_as_65535(make_sandbox):
@@ -143,6 +145,10 @@ def test_the_seeks_around_a_new_crc_are_not_checked(make_sandbox):
     result = sandbox.fail("lseek:error=EIO:when=5", "-w", "--mac1", "02:a5:5e:00:00:01")
     # The position is past the field then, and the rest of the device is shorter than its size.
     assert result == (1, b"", NO_BYTES)
+    says(
+        "docs/architecture.md",
+        "The bytes of the CRC are not read back, and the seeks around it are not checked.",
+    )
 
 
 # A very large number whose lower half is the largest result of a 32-bit system.

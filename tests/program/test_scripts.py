@@ -15,7 +15,7 @@ import elements
 import pytest
 import records
 from conftest import DEVICE
-from documents import ROOT
+from documents import ROOT, says
 from terminal import ENTER, Terminal
 
 V2 = records.formatted(2)
@@ -110,6 +110,7 @@ def test_setup_installs_through_sudo_where_it_asks_no_password(system):
     as_root = [call for call in apt_calls(checkout) if call.startswith("sudo")]
     assert as_root[:2] == ["sudo -n true", "sudo apt-get update -qq"]
     assert as_root[2].endswith(" apt-get install -qq -y --no-install-recommends umockdev")
+    says("README.md", "missing packages are installed (as root or with passwordless sudo).")
 
 
 def test_setup_names_what_is_missing_and_stops_where_it_may_not_install(system):
@@ -124,6 +125,7 @@ def test_setup_takes_all_purposes_without_an_argument(system):
     everything = needed(system)
     assert all(needed(system, purpose) <= everything for purpose in PURPOSES)
     assert everything == needed(system, *PURPOSES)
+    says("script/setup", "all of them by default")
 
 
 @pytest.mark.parametrize(
@@ -177,6 +179,7 @@ def test_a_build_is_of_the_targets_that_are_named(checkout):
 def test_a_build_that_fails_prints_all_output_and_has_a_status(checkout, step):
     checkout.fake("cmake", f"case $* in *{step}*) echo much; echo wrong >&2; exit 3 ;; esac")
     assert checkout.run("script/build", "dev") == (1, "", "much\nwrong\n")
+    says("script/build", "in silence unless something fails.")
 
 
 def test_a_build_keeps_what_is_there_unless_another_tool_made_it(checkout):
@@ -203,6 +206,7 @@ def test_a_build_waits_for_another_one_of_its_preset_only(checkout):
             fcntl.flock(lock, fcntl.LOCK_UN)
             assert waiting.wait(10) == 0
     assert "dev" in checkout.calls()[-1]
+    says("script/build", "Waits for another build of the preset.")
 
 
 # script/test
@@ -227,6 +231,7 @@ def test_the_tests_are_built_and_run(tools, arguments, purpose, preset):
         f"script/build {preset}",
         f"ctest --preset {preset} --progress",
     ]
+    says("script/test", "dev (the default), clang, asan, release or coverage")
 
 
 def test_the_coverage_is_counted_anew_and_printed(tools):
@@ -266,6 +271,12 @@ def in_sandbox(*arguments, **options):
 def test_a_sandbox_has_the_part_that_its_option_says(part, contents):
     done = in_sandbox(*part, "cat", f"/{DEVICE}")
     assert (done.returncode, done.stdout, done.stderr) == (0, contents, b"")
+    says(
+        "script/sandbox",
+        "Without an option the part is blank and has 2048 bytes.",
+        "--v1 a 128-byte part with a freshly formatted record of version 1",
+        "--v2 a 2048-byte part with a freshly formatted record of version 2",
+    )
 
 
 @pytest.mark.parametrize("relative", [False, True], ids=["absolute", "relative"])
@@ -276,6 +287,10 @@ def test_a_sandbox_keeps_the_named_image(tmp_path, relative):
     done = in_sandbox("--image", name, "kestrel", "-w", "--pcb_rev", "001", cwd=tmp_path)
     assert (done.returncode, done.stdout, done.stderr) == (0, b"", b"")
     assert image.read_bytes() == records.with_field(V2, "--pcb_rev", b"001")
+    says(
+        "script/sandbox",
+        "the part is FILE itself, an image from the field, say: commands change it",
+    )
 
 
 def test_a_sandbox_returns_the_commands_status():
@@ -290,12 +305,17 @@ def test_a_sandbox_has_the_release_build_on_the_path(checkout):
     done = in_sandbox("sh", "-c", programs, env=environment)
     release = f"{ROOT}/build/release"
     assert done.stdout.decode() == f"{release}/kestrel\n{release}/kestrel-record\n"
+    says("CONTRIBUTING.md", "`kestrel` is the release build there; name another with its path.")
 
 
 def test_a_sandbox_without_a_command_is_a_shell():
     done = in_sandbox("--v2")
     assert done.returncode == 0
     assert b"A shell in the sandbox" in done.stderr
+    says(
+        "README.md",
+        "`script/sandbox` runs a command, or a shell, with a file in the place of the EEPROM",
+    )
 
 
 def test_a_sandbox_refuses_what_it_does_not_know(tmp_path):
@@ -316,6 +336,7 @@ def test_a_sandbox_leaves_nothing_when_its_command_ends(tmp_path):
     done = in_sandbox("sh", "-c", "echo $UMOCKDEV_DIR", env={**os.environ, "TMPDIR": str(tmp_path)})
     assert done.stdout.decode().startswith(f"{tmp_path}/")
     assert not list(tmp_path.iterdir())
+    says("script/sandbox", "Only FILE is kept afterwards.")
 
 
 SIGNALS = pytest.mark.parametrize("sent", [signal.SIGHUP, signal.SIGINT, signal.SIGTERM])
@@ -395,6 +416,11 @@ def test_an_input_that_breaks_a_fuzz_target_is_kept_and_ends_the_fuzzing_with_1(
     ran = {call.split()[0]: call for call in checkout.calls() if "Fuzzer" in call}
     assert all("-max_total_time=7 " in call for call in ran.values())
     assert broken == "FieldTextFuzzer" or {name.split("/")[-1] for name in ran} == targets
+    says(
+        "script/fuzz",
+        "through four targets that # each run for the given time. An input that breaks one is "
+        "kept in build/fuzz-found/.",
+    )
 
 
 # script/lint
@@ -455,6 +481,7 @@ def test_the_package_is_made_of_what_is_committed(checkout):
     listed = subprocess.check_output(["tar", "-tf", tarball], text=True).split()
     packed = {name for name in listed if not name.endswith("/")}
     assert packed == {f"kestrel-1.2.3/{name}" for name in files}
+    says("script/package", "of what is committed, in # build/package/")
 
 
 # script/cross
@@ -566,6 +593,11 @@ def test_a_newcomers_system_is_debian_13_unless_another_is_named(checkout, argum
         checkout.fake(name)
     assert checkout.run("script/fresh-test", *arguments) == (0, "", "")
     assert checkout.calls()[-1].endswith(f" {suite} /dev/null")
+    says(
+        "script/fresh-test",
+        "in a fresh minimal Debian 13:",
+        "another release of Debian: bookworm, say",
+    )
 
 
 # script/demo
@@ -620,6 +652,11 @@ def test_the_demo_formats_writes_reads_checks_and_dumps(demo, version):
         ["od", "-A", "d", "-t", "x1z", "-N", str(SHOWN[version]), f"/{DEVICE}"],
     ]
     assert f"\n== The first {SHOWN[version]} of {records.SIZE[version]} bytes\n$ od " in demo
+    says(
+        "script/demo",
+        "for both versions of the record: formats a part, writes # every element, reads each "
+        "back, checks and dumps the record, and prints the bytes of the part.",
+    )
 
 
 def test_the_commands_of_the_demo_on_a_whole_board_print_what_it_shows(demo, make_sandbox):
@@ -667,6 +704,7 @@ def test_the_demo_opens_the_menu_where_it_is_asked_to(make_sandbox):
     terminal.go_to("END")
     terminal.press(ENTER)
     assert terminal.wait_for_end() == 0
+    says("script/demo", "--menu opens the menu of a formatted version 2 part instead")
 
 
 def test_the_demo_refuses_another_argument():

@@ -10,6 +10,7 @@ import elf
 import pytest
 import records
 from bound_sandbox import DEVICE, MOST_MEMORY, BoundSandbox
+from documents import says
 from terminal import ENTER, F1, Terminal, screen_of, values_of
 
 ROOT = Path(__file__).parents[2]
@@ -57,6 +58,8 @@ def test_another_way_of_linking_is_refused(tmp_path):
 def test_it_needs_no_library_and_no_loader():
     assert "NEEDED" not in elf.readelf(PROGRAM, "-d")
     assert "INTERP" not in elf.readelf(PROGRAM, "-l")
+    says("docs/on-the-board.md", "As one file that needs no library")
+    says("CHANGELOG.md", "`script/build static` makes each program one file that needs no library.")
 
 
 def test_it_is_position_independent_with_read_only_relocations_and_stripped():
@@ -112,6 +115,11 @@ def test_its_menu_needs_the_description_of_the_terminal_and_nothing_else(
     terminal.expect(screen_of(values_of(V2), "FormatVersion"))
     terminal.press(F1)
     assert terminal.wait_for_end() == 0
+    says(
+        "docs/on-the-board.md",
+        "The menu needs the description of its terminal:",
+        "or the same in the environment, if nothing can be copied",
+    )
 
 
 def description(name):

@@ -17,7 +17,9 @@ from pathlib import Path
 import pytest
 import record_model as model
 import records
+from documents import says
 
+DOCUMENT = "examples/station/README.md"
 V1, V2 = records.formatted(1), records.formatted(2)
 KEYS = ["ser_num", "mac1", "mac2", "mac3", "mac4"]
 
@@ -64,7 +66,8 @@ class Station:
         return subprocess.Popen(command, env=self.environment, **options)
 
     def run(self, scans, *arguments, **options):
-        """A shift: its status and what it shows, without the numbers that pass and fail at its end."""
+        """A shift: its status and what it shows, without the numbers that pass and fail at its "
+        "end."""
         with self.start(*arguments, **options) as shift:
             out, err = shift.communicate(scans, timeout=60)
         assert err == ""
@@ -149,6 +152,11 @@ def test_the_log_has_time_station_unit_and_report(station):
     assert (report["result"], report["before"]) == ("written", None)
     assert report["after"] == station.document()
     assert station.log.stat().st_mode & 0o777 == 0o666 & ~umask() & 0o644
+    says(
+        DOCUMENT,
+        "One JSON object a line: `time`, `station`, `unit`, `result` (`PASS` or `FAIL`), "
+        "`reason`, `begun` (whether a write was begun) and `report`, that of `kestrel-record`.",
+    )
 
 
 def umask():
@@ -208,12 +216,23 @@ def test_a_scan_that_is_no_unit_fails_before_the_part_is_touched_and_the_next_on
     assert last["result"] == "PASS" and len(entries) == len(NOT_UNITS)
     for entry, line in zip(entries, failed):
         assert entry["result"] == "FAIL" and entry["reason"] in line and not entry["begun"]
+    says(
+        DOCUMENT,
+        "A unit that fails does not stop the next one.",
+        "An empty line, a CR within it, too few or too many values, and a number that is there "
+        "twice are refused.",
+        "So far the board has not been touched.",
+    )
 
 
 @pytest.mark.parametrize("end", ["", "\r", "\r\n"], ids=ascii)
 def test_a_line_may_end_with_cr_lf_or_with_the_input(station, end):
     assert station.run(FIRST.strip() + end) == ["PASS SN-0001"]
     assert station.holds(FIRST)
+    says(
+        DOCUMENT,
+        "Spaces around a value and a CR at the end of the line are dropped.",
+    )
 
 
 def test_capitals_in_a_mac_and_spaces_around_a_value_make_no_other_unit(station):
@@ -240,6 +259,7 @@ def test_a_number_that_has_passed_is_refused_on_another_board(station, options):
     assert shown == [refused[0], *refused]
     assert station.image == records.BLANK_V2
     assert station.run(SECOND) == ["PASS SN-0002"]
+    says(DOCUMENT, "No unit in the log has passed with one of these numbers.")
 
 
 def test_a_number_that_has_failed_may_be_used(station):
@@ -289,6 +309,7 @@ def test_a_board_that_has_other_numbers_is_refused_unless_replace_is_given(stati
     assert station.run(FIRST, "--replace") == ["PASS SN-0001"]
     document = {**TEMPLATE, **station.entries()[-1]["unit"]}
     assert station.image == model.written(contents, document, True)
+    says(DOCUMENT, "the board has no numbers yet, or those of this unit.")
 
 
 @pytest.mark.parametrize("held", [{}, unit_of(FIRST)], ids=["no numbers", "those of the unit"])
@@ -325,6 +346,7 @@ def test_a_template_of_version_1_makes_boards_of_version_1(station):
     template.write_text('{"version": 1, "type": "0x1e"}')
     assert station.run(FIRST, "--template", template) == ["PASS SN-0001"]
     assert station.holds(FIRST) and station.document()["type"] == "0x1e"
+    says(DOCUMENT, 'For a part of 128 bytes, `"version": 1`.')
 
 
 # A board that goes away
@@ -360,6 +382,12 @@ def test_a_write_that_was_cut_off_is_made_good_for_the_same_unit_only(station, e
     assert station.results() == [("FAIL", "SN-0001")]
     assert station.run(SECOND) == ['FAIL SN-0002: the board has mac1 "02:a5:5e:ff:ff:ff"']
     assert station.run(FIRST) == ["PASS SN-0001"]
+    says(
+        DOCUMENT,
+        "A board that lost its power while it was being written has a damaged record; it is "
+        "written again for the same unit only.",
+        "What is left in a damaged record counts, too.",
+    )
 
 
 # kestrel-record elsewhere
@@ -420,6 +448,11 @@ def test_the_log_must_have_room_for_a_line_before_a_part_is_touched(station):
     assert station.image == records.BLANK_V2
     assert station.run(FIRST, preexec_fn=limited(10000 + 8193)) == ["PASS SN-0001"]
     assert station.results() == [("PASS", "SN-0001")]
+    says(
+        DOCUMENT,
+        "The log takes a line that says `not finished`, with room for the outcome. On a full "
+        "disk the board stays as it is.",
+    )
 
 
 def test_the_log_has_the_unit_on_the_disk_before_the_write_and_before_pass_is_shown(station):
@@ -433,6 +466,10 @@ def test_the_log_has_the_unit_on_the_disk_before_the_write_and_before_pass_is_sh
     )
     put = ["pwrite64", "fsync"]
     assert [*map("".join, shown)] == ["check", "read", *put, "write", *put, "PASS"]
+    says(
+        DOCUMENT,
+        "The outcome takes the place of that line. PASS is shown when it is on the disk.",
+    )
 
 
 @pytest.mark.parametrize("call", ["pwrite64", "ftruncate", "fsync"])
@@ -485,6 +522,11 @@ def test_of_two_stations_with_one_log_one_takes_each_unit_and_no_line_is_torn(st
     assert len(re.findall("FAIL SN-[0-9]+: in use", out)) == len(names)
     assert sorted(n for result, n in station.results() if result == "PASS") == names
     assert len(station.entries()) == 2 * len(names)
+    says(
+        DOCUMENT,
+        "Several stations of a computer may share one (`--log`): each has it locked while it "
+        "makes a unit.",
+    )
 
 
 # Killed and started again
@@ -541,6 +583,11 @@ def test_killed_at_any_line_the_same_unit_passes_on_the_same_board_and_is_logged
         assert station.results().count(("PASS", "SN-0001")) == 1
     nothing, begun, written = (False, 0, False), (False, 1, False), (True, 1, False)
     assert states == [nothing, nothing, begun, written, (True, 2, True), (True, 1, True)]
+    says(
+        DOCUMENT,
+        "If a station is stopped at any point, by a kill or a loss of power, start it and scan "
+        "the same unit again.",
+    )
 
 
 def test_killed_while_the_part_is_written_the_same_unit_passes_on_the_same_board(station):
@@ -566,6 +613,7 @@ def test_each_verdict_is_shown_at_once_and_ctrl_c_ends_the_shift(station):
         shift.send_signal(signal.SIGINT)
         assert shift.communicate() == ("", "")
     assert shift.returncode == -signal.SIGINT
+    says(DOCUMENT, "The input ends the station, and so does Ctrl-C;")
 
 
 # A file of units
@@ -603,3 +651,8 @@ def test_each_unit_of_a_file_waits_for_its_board_and_what_has_passed_is_left_out
     other = FIRST.replace(":04", ":05")
     file.write_text(other)
     assert "FAIL SN-0001: in use" in station.start(file).communicate("\n")[0]
+    says(
+        DOCUMENT,
+        "A file of units goes on after the units that have passed.",
+        "units come from a file; press Enter when the board of each is there",
+    )

@@ -4,7 +4,7 @@ from collections import namedtuple
 
 import pytest
 import records
-from documents import block, transcript
+from documents import block, says, transcript
 from machine import ROOT
 
 DOCUMENT = "docs/on-the-board.md"
@@ -84,6 +84,7 @@ def test_the_interfaces_have_the_addresses_of_an_intact_record_when_the_network_
 def test_with_a_damaged_record_the_service_fails_as_shown_and_the_network_starts(installed, boot):
     installed.put_part(records.damaged(filled(V2)))
     assert boot() == (OWN, OWN, [printed for _, printed in SHOWN])
+    says(DOCUMENT, "The network starts in any case, and the failure is plain to see")
 
 
 def test_without_a_part_the_service_fails_and_the_network_starts(installed, boot):

@@ -3,6 +3,7 @@
 import elements
 import pytest
 import records
+from documents import says
 from machine import PROMPT, Console
 from terminal import DOWN, ENTER, failure_values, screen_of, values_of
 
@@ -90,3 +91,8 @@ def test_a_part_removed_under_the_menu_ends_it_with_the_first_edit(open_menu):
     assert console.wait_for_end() == 1
     message = b"kestrel: Error writing to file descriptor:: No such device"
     assert message in console.transcript
+    says("docs/vm.md", "A menu left open ends with the first edit; start it again.")
+    says(
+        "kestrel.1",
+        "‘No such device’ if the part was removed: a menu has to be started again when it is back.",
+    )

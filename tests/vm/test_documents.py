@@ -7,7 +7,7 @@ import time
 
 import pytest
 import records
-from documents import ROOT, text_of, transcript
+from documents import ROOT, says, text_of, transcript
 
 
 def test_the_transcript_shows_what_the_machine_prints(machine):
@@ -58,12 +58,14 @@ def script_vm(*arguments):
 def test_a_command_on_the_machine_gives_its_output_its_messages_and_its_status():
     done = script_vm("sh", "-c", 'kestrel --format_v2; kestrel -r --mac1; echo "it\'s" >&2; exit 7')
     assert (done.returncode, done.stdout, done.stderr) == (7, b"02:a5:5e:00:00:00\n", b"it's\n")
+    says("docs/vm.md", "`script/vm COMMAND...` runs the command and returns its output and status")
 
 
 def test_a_machine_that_goes_down_without_an_answer_is_an_error():
     done = script_vm("reboot", "-f")
     assert (done.returncode, done.stdout) == (2, b"")
     assert done.stderr.endswith(b"the machine has not answered\n")
+    says("docs/vm.md", "or status 2 if the answer is incomplete.")
 
 
 def test_an_unknown_option_is_refused():
@@ -87,6 +89,7 @@ def test_a_machine_that_a_signal_ends_leaves_nothing(sent):
         os.killpg(machine.pid, sent)
         assert machine.wait(20) == 128 + sent
     assert not any(console.parent.exists() for console in mine)
+    says("docs/vm.md", "Nothing is kept.")
 
 
 def consoles():

@@ -2,6 +2,7 @@
 
 import pytest
 import records
+from documents import says
 from machine import EEPROM
 from test_failures import COMMANDS, NO_BYTES, VERIFY
 
@@ -70,6 +71,17 @@ def test_root_may_not_even_read_a_part_announced_as_read_only(make_sandbox, kind
     assert sandbox.run(*arguments) == (1, b"", message)
     sandbox.machine.do("part none; echo 24c16 0x50 >" + NEW_DEVICE)
     assert sandbox.image == V2
+    says(
+        "docs/vm.md",
+        "A part that is announced to the kernel as read-only has mode 0444 or 0400; opening it "
+        "for writing fails for root too.",
+        "`kestrel` always opens the part for writing, so it cannot even **read** such a part.",
+    )
+    says(
+        "kestrel.1",
+        "If it is root, the part is announced to the kernel as read-only, and kestrel cannot "
+        "use it, not even to read.",
+    )
 
 
 @pytest.mark.usefixtures("another_bus")
@@ -82,6 +94,16 @@ def test_a_device_where_no_chip_answers_has_a_directory_and_no_file(make_sandbox
     message = b"kestrel: Error: Open file descriptor: No such file or directory\n"
     for arguments in COMMANDS:
         assert sandbox.run(*arguments) == (1, b"", message)
+    says(
+        "docs/vm.md",
+        "A device where no chip answers has a directory, but no file.",
+        "`No such file or directory` also means that no chip answers.",
+    )
+    says(
+        "kestrel.1",
+        "‘No such file or directory’: the kernel's driver is not bound to a part at address "
+        "0x50 of bus 0, or no chip answers there.",
+    )
 
 
 def test_a_descriptor_of_a_removed_part_is_dead_even_when_the_part_comes_back(machine):
@@ -92,6 +114,11 @@ def test_a_descriptor_of_a_removed_part_is_dead_even_when_the_part_comes_back(ma
         assert result.out == b"" and result.err.count(b"No such device\n") == 2
         machine.do("[ -e %s ] || echo 24c16 0x50 >%s" % (EEPROM, NEW_DEVICE))
     assert machine.do(f"cat {EEPROM}") == V2
+    says(
+        "docs/vm.md",
+        "A removed part gives `No such device`, even to a descriptor that is used after the "
+        "part is back.",
+    )
 
 
 @pytest.fixture(scope="module")
@@ -129,6 +156,7 @@ def test_a_part_that_ignores_writes_is_noticed_by_reading_back(chip, arguments):
     chip.ignores_writes = True
     assert chip.run(*arguments) == (1, b"", b"kestrel: " + VERIFY)
     assert chip.contents == before
+    says("docs/vm.md", "A part that ignores writes reports them as done.", "Read-back detects it")
 
 
 def test_the_erase_of_a_part_that_ignores_writes_says_so_and_returns(chip):
@@ -141,6 +169,11 @@ def test_a_part_that_is_busy_after_each_byte_is_waited_for(chip):
     chip.busy = 0.005
     assert chip.run(*WRITE_MAC) == (0, b"", b"")
     assert chip.contents == records.with_field(V1, "--mac1", MAC)
+    says(
+        "docs/vm.md",
+        "The driver waits for a part that is busy for some milliseconds after each byte.",
+        "`kestrel` need not wait.",
+    )
 
 
 def test_a_part_that_does_not_answer_fails_after_25_milliseconds(chip, machine):
@@ -150,6 +183,7 @@ def test_a_part_that_does_not_answer_fails_after_25_milliseconds(chip, machine):
     start, end = map(float, result.out.split())
     assert b"Connection timed out\n" in result.err
     assert 0.02 <= end - start < 1
+    says("docs/vm.md", "A part that does not answer fails after 25 ms with `Connection timed out`.")
 
 
 @EACH_COMMAND
@@ -157,6 +191,15 @@ def test_on_a_part_that_does_not_answer_every_command_fails(chip, arguments):
     chip.silent = True
     assert chip.run(*arguments) == (1, b"", b"kestrel: Error reading from " + TIMED_OUT)
     assert chip.contents == V1
+    says(
+        "docs/vm.md",
+        "The version cannot be read, which counts as version 2 without a message; the message "
+        "is about the record.",
+    )
+    says(
+        "kestrel.1",
+        "or ‘Connection timed out’ if the part does not answer on the bus: repeat the command;",
+    )
 
 
 @pytest.mark.parametrize("bytes_written", [0, 1, 5, 6, 9])
@@ -174,6 +217,11 @@ def test_a_write_that_fails_has_changed_the_bytes_before_and_is_put_right_by_ano
     assert chip.run("-r", "--valid").out == (b"1\n" if bytes_written < 6 else b"0\n")
     assert chip.run(*WRITE_MAC) == (0, b"", b"")
     assert chip.contents == whole
+    says(
+        "docs/vm.md",
+        "A failed write has changed the bytes before the failure.",
+        "A field may hold part of the new value; repeating the command repairs it.",
+    )
 
 
 def test_an_erase_that_fails_has_erased_the_bytes_before_and_says_so(chip):

@@ -29,7 +29,8 @@ sys.exit(status)
 
 
 class Shift:
-    """A station at work. Scripts are run on the machine before a command: {"write": "part none"}."""
+    """A station at work. Scripts are run on the machine before a command: {"write": "part "
+    "none"}."""
 
     def __init__(self, machine, folder, *options):
         self.machine = machine

@@ -1,6 +1,7 @@
 """The example of a udev rule, with the events of the kernel's own driver."""
 
 import pytest
+from documents import says
 from machine import EEPROM, ROOT
 
 RULES = "/etc/udev/rules.d/90-kestrel.rules"
@@ -34,6 +35,15 @@ def test_the_group_gets_the_part_when_the_driver_takes_it(udev, again):
     assert udev.do(MODE) == b"root kestrel 660\n"
     other_name = "/sys/bus/nvmem/devices/0-0050*/nvmem"
     assert udev.do(f"stat -L -c '%U %G %a' {other_name}") == b"root root 600\n"
+    says(
+        "docs/on-the-board.md",
+        "If the driver is unbound and bound again, the rule is applied again.",
+        "The other name of the same bytes, `/sys/bus/nvmem/devices/0-0050*/nvmem`, stays root's.",
+    )
+    says(
+        "examples/90-kestrel.rules",
+        'The driver makes # it anew whenever it takes the part: the event is "bind"',
+    )
 
 
 def test_the_group_gets_a_part_that_was_there_before_when_it_is_triggered(udev):
@@ -42,6 +52,9 @@ def test_the_group_gets_a_part_that_was_there_before_when_it_is_triggered(udev):
     udev.do("udevadm control --start-exec-queue")
     udev.do("udevadm trigger --action=add /sys/bus/i2c/devices/0-0050; udevadm settle")
     assert udev.do(MODE) == b"root kestrel 660\n"
+    says(
+        "docs/on-the-board.md", "Between the driver's start and the rule, root alone has the file."
+    )
 
 
 def test_a_member_of_the_group_reads_and_writes_the_part_and_nobody_else_does(udev):
@@ -50,3 +63,9 @@ def test_a_member_of_the_group_reads_and_writes_the_part_and_nobody_else_does(ud
     assert udev.do("su service -c 'id -u; kestrel -r --pcb_rev'") == b"101\n007\n"
     denied = b"kestrel: Error: Open file descriptor: Permission denied\n"
     assert udev.run("su stranger -c 'kestrel -r --pcb_rev'") == (1, b"", denied)
+    says(
+        "examples/90-kestrel.rules",
+        "Lets the group kestrel read and write the product data in the EEPROM at 0x50 of I2C "
+        "bus 0.",
+    )
+    says("docs/on-the-board.md", "The group can read, change and erase **everything** on the part")
