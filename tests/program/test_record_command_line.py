@@ -261,6 +261,19 @@ def test_without_a_file_in_memory_the_message_says_so(part):
     assert part.run("read", before=missing) == expected
 
 
+def test_without_memory_the_program_ends_with_a_message(part):
+    def limited(kibibytes, *words):
+        command = ["prlimit", f"--data={kibibytes * 1024}", part.program, *words]
+        done = subprocess.run(command, capture_output=True, cwd=part.path.parent, check=False)
+        return done.returncode, done.stdout, done.stderr
+
+    enough = [size for size in range(64, 1024, 64) if limited(size, "--version")[0] == 0]
+    if not enough:
+        pytest.skip("a sanitized program takes more")
+    words = ["check", *["--set", "ser_num=" + "x" * 100000] * 10]
+    assert limited(enough[0], *words) == (4, b"", b"kestrel-record: std::bad_alloc\n")
+
+
 # The lock
 
 
