@@ -7,7 +7,7 @@ from types import SimpleNamespace
 import pytest
 import record_model
 import records
-from documents import ROOT
+from documents import ROOT, says
 from fleet import LOCAL, Board, Fleet
 
 V1, V2 = records.formatted(1), records.formatted(2)
@@ -122,11 +122,20 @@ def test_a_run_leaves_what_a_write_of_each_document_leaves(runs):
         if board.name in names(DIFFERING):
             expected = record_model.written(board.image, board.document)
             assert runs.first.images[board.name][0] == expected, board.name
+    says(
+        "docs/fleet.md",
+        "The example never formats: fields that a document does not name keep what the board "
+        "holds.",
+    )
 
 
 def test_a_second_run_changes_nothing(runs):
     assert runs.second.images == runs.first.images
     assert "changed=1" not in runs.second.output
+    says(
+        "docs/fleet.md",
+        "Any run may be repeated or interrupted: a board that holds its document is not written.",
+    )
 
 
 @EACH_RUN
@@ -137,6 +146,12 @@ def test_the_recap_names_what_became_of_each_board(runs, name):
     assert run.hosts("failed") == names(REFUSED, WITHOUT_REPORT)
     assert run.hosts("unreachable") == names(UNREACHABLE)
     assert run.status == 4
+    says(
+        "docs/fleet.md",
+        "A board that fails does not hold up the others.",
+        "| the board did not hold its document, and does now (`--check`: would) | `changed` | "
+        "`changed` | | it holds it already | `ok` | `unchanged` |",
+    )
 
 
 @pytest.mark.parametrize("name", ["check", "first"])
@@ -222,6 +237,11 @@ def test_the_reports_have_one_line_for_each_board(runs, name):
     assert outcomes["unchanged"] == run.hosts("ok") - run.hosts("changed")
     assert outcomes["failed"] == run.hosts("failed")
     assert outcomes["unreachable"] == run.hosts("unreachable")
+    says(
+        "docs/fleet.md",
+        "for each run one line of JSON for each host, in the order in which they finished, also "
+        "for those that failed or were unreachable:",
+    )
 
 
 STATUSES = {"mistaken": 3, "no-json": 3, "empty": 3, "damaged": 6, "other-version": 6}
@@ -241,6 +261,10 @@ def test_the_reports_have_what_kestrel_record_reported(runs, name):
             assert report["status"] == STATUSES[kind]
         else:
             assert report is None
+    says(
+        "docs/fleet.md",
+        "A record that is damaged is repaired only by a document that names every field.",
+    )
 
 
 def test_a_report_has_the_values_before_and_after(runs):
@@ -259,8 +283,10 @@ def test_the_engine_has_nothing_to_warn_of(runs, name):
 def test_the_boards_that_failed_can_be_named_for_the_next_run(runs):
     failed = (runs.fleet.folder / "playbook.retry").read_text().split()
     assert set(failed) == names(REFUSED, WITHOUT_REPORT, UNREACHABLE)
+    says("docs/fleet.md", "Boards that were off, locked or wrong are driven again by themselves")
 
 
 def test_nothing_is_kept_outside_of_the_folder(runs):
     assert [path.name for path in runs.fleet.home.iterdir()] == [".ansible.cfg"]
     assert list(runs.fleet.temporary.iterdir()) == []
+    says("docs/fleet.md", "## What the controller keeps All of it in the folder:")

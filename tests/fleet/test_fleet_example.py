@@ -7,7 +7,7 @@ import resource
 import pytest
 import record_model
 import records
-from documents import ROOT, block, text_of
+from documents import block, says, text_of
 from fleet import LOCAL, Board
 
 V2 = records.formatted(2)
@@ -66,6 +66,10 @@ def test_the_documentation_can_be_read(fleet):
     done = fleet.command("ansible-doc", "-M", "library", "kestrel_record")
     assert done.returncode == 0
     assert all(part in done.stdout for part in ("OPTIONS", "EXAMPLES", "RETURN VALUES"))
+    says(
+        DOCUMENT_FILE,
+        "`ansible-doc -M library kestrel_record` prints the options and results of the task.",
+    )
 
 
 @pytest.mark.parametrize("mistake", ["devise: x", "wait: soon"])
@@ -112,6 +116,7 @@ def test_a_batch_in_which_every_board_fails_is_the_last_one(fleet):
     assert run.status == 2
     assert [report["host"] for report in run.reports] == ["a"]
     assert fleet.part("b").read_bytes() == fleet.part("c").read_bytes() == V2
+    says(DOCUMENT_FILE, "when every board of a batch fails, the rest is left alone.")
 
 
 def test_a_batch_is_followed_by_the_next_one_if_a_board_is_well(fleet):
@@ -131,6 +136,11 @@ def test_a_board_whose_report_cannot_be_kept_fails(fleet):
     assert run.shown("good")["msg"] == written
     assert run.shown("bad")["msg"].startswith(
         f"failed, but the report cannot be kept in {place}\nmac1: "
+    )
+    says(
+        DOCUMENT_FILE,
+        "A host whose line cannot be kept, on a full disk for example, fails, and its message "
+        "says what became of the board.",
     )
 
 
@@ -174,6 +184,14 @@ def test_a_board_gets_one_command_over_ssh_and_no_file(fleet, over_ssh):
     part = f"'\"'\"'{fleet.part('board')}'\"'\"'"
     command = f"kestrel-record write --json --device {part} --wait 3 - && sleep 0"
     assert call.endswith(f" board /bin/sh -c '{command}'")
+    says(
+        DOCUMENT_FILE,
+        "It starts one command on the board and gives it the document on its standard input. No "
+        "file is copied to the board, and nothing is left there.",
+        "`ansible.cfg` says that ssh must not ask anything",
+        "`kestrel_wait=SECONDS` in the inventory sets another time, and `kestrel_device=PATH` "
+        "another part.",
+    )
 
 
 def test_a_board_that_only_root_may_write_is_written_by_sudo(fleet, over_ssh):
@@ -182,6 +200,11 @@ def test_a_board_that_only_root_may_write_is_written_by_sudo(fleet, over_ssh):
     fleet.fake("sudo", f'echo "$*" >"{used}"\n{drop_options}\nexec "$@"')
     assert len(over_ssh("ansible_become=true")) == 1
     assert re.search(" -u root /bin/sh -c .*kestrel-record write ", used.read_text())
+    says(
+        DOCUMENT_FILE,
+        "`ansible_become=true`: the command is run by `sudo`, which must then let that user run "
+        "a shell.",
+    )
 
 
 # docs/fleet.md
