@@ -44,6 +44,12 @@ def test_the_installed_inventory_brings_the_installed_documents_to_its_boards(fl
         assert fleet.part(name).read_bytes() == record_model.written(before[name][0], document)
 
 
+def test_the_playbook_gathers_no_facts(fleet):
+    says(DOCUMENT_FILE, "the playbook gathers no facts.")
+    fleet.set_up([Board("good", V2, DOCUMENT)])
+    assert "Gathering Facts" not in fleet.run().output
+
+
 def test_the_playbook_passes_the_check_of_its_syntax(fleet):
     done = fleet.command("ansible-playbook", "playbook.yml", "--syntax-check")
     assert (done.returncode, done.stdout) == (0, "\nplaybook: playbook.yml\n")

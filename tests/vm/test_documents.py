@@ -34,6 +34,13 @@ def test_the_transcript_shows_what_the_machine_prints(machine):
             "head -c 129 /dev/zero 2>&1 >eeprom | grep -o 'File.*'; wc -c <eeprom",
             "File too large\n128",
         ),
+        (
+            "docs/vm.md",
+            "It runs Debian's kernel with its EEPROM driver `at24`, and has a simulated part at address "
+            "0x50 of bus 0.",
+            "basename $(pwd -P); readlink driver | sed 's/.*\\///'",
+            "0-0050\nat24",
+        ),
         ("docs/vm.md", "`: >eeprom` does nothing.", ": >eeprom; wc -c <eeprom", "128"),
         (
             "docs/vm.md",
