@@ -15,7 +15,6 @@ void MenuLine::ReadValue()
 ITEM* MenuLine::MakeItem(size_t width)
 {
     description.assign(width, ' ');
-    ShowValue();
     item.reset(new_item(entry.name.c_str(), description.c_str()));
     if (!item)
         throw std::bad_alloc();

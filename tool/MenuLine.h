@@ -18,8 +18,9 @@ public:
     // Reads the value again. The item shows the former one until ShowValue.
     void ReadValue();
 
-    // Makes a new item and returns it; the line owns it. The item shows a value of at most
-    // width characters. The menu must not have the former item any more. Throws std::bad_alloc.
+    // Makes a new item and returns it; the line owns it. The item has room for a value of at most
+    // width characters, and is blank until ShowValue. The menu must not have the former item any
+    // more. Throws std::bad_alloc.
     ITEM* MakeItem(size_t width);
 
     // Puts the value, which must fit, into the item.
