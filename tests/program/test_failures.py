@@ -175,6 +175,10 @@ def test_a_write_that_claims_more_than_was_asked_fails_its_assertion(make_sandbo
         b"66: void vantorBoardSupport::WriteLoop(int, const void*, size_t): "
         b"Assertion `size_t(writtenCount) <= byteCountLeft'",
     )
+    says(
+        "docs/reliability.md",
+        "*stopped by assertion*: the system claimed a transfer of more than was asked for.",
+    )
 
 
 @pytest.mark.parametrize("claimed", [3, HUGE, -5000])

@@ -19,15 +19,16 @@ HEADS = [[line.split(": ", 1) for line in block.split("\n$ ")[0].split("\n")] fo
 SESSIONS = [re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", block + "\n", re.M) for block in BLOCKS]
 
 # What the sessions use. failing takes a fault in strace's words; ignoring the number of bytes that the
-# first write claims to have written. short lets no file grow past 128 bytes, as the driver does.
+# first write claims to have written; short lets no file grow past 128 bytes, as the driver does. Leaks
+# are not looked for: a tracer is in the way, and ncurses leaves some when it cannot open a terminal.
 SETTING = f"""
-tree='{ROOT}'
+export ASAN_OPTIONS=detect_leaks=0
 part=/{DEVICE}
 file=$UMOCKDEV_DIR$part
 put() {{ dd of=$part bs=1 "seek=$1" conv=notrunc status=none; }}
 get() {{ od -A n -v -t x1 -j "$1" -N "$2" $part; }}
 damage() {{ printf x | put 9; }}
-traced() {{ ASAN_OPTIONS=detect_leaks=0 strace -P "$file" "$@"; }}
+traced() {{ strace -P "$file" "$@"; }}
 failing() {{ fault=$1; shift; traced -o log -e "inject=$fault" "$@"; }}
 ignoring() {{ count=$1; shift; failing "write:retval=$count:when=1" "$@"; }}
 short() {{ env --ignore-signal=XFSZ prlimit --fsize=128 "$@"; }}
@@ -47,6 +48,7 @@ def test_a_sentence_is_true(make_sandbox, installed_examples, head, session):
     for document, words in head:
         assert words in text_of(document)
     sandbox = make_sandbox(records.formatted(2))
+    (sandbox.directory / "tree").symlink_to(ROOT)
     setting = f"examples='{installed_examples}'" + SETTING
     for command, printed in session:
         result = sandbox.shell(setting + command, stderr=subprocess.STDOUT)
