@@ -58,7 +58,7 @@ def test_the_sizes_in_the_readme_are_those_of_the_layouts(facts):
         assert sentence in text
 
 
-@pytest.mark.parametrize("document", ["README.md", "man/kestrel.1"])
+@pytest.mark.parametrize("document", ["README.md", "man/kestrel.1", "man/kestrel-record.1"])
 def test_the_bus_and_the_address_are_those_of_the_path(document):
     bus, address = re.search(r"devices/(\d+)-(\d+)/", DEVICE).groups()
     text = " ".join((ROOT / document).read_text().split())

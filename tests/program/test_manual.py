@@ -13,7 +13,7 @@ import elements
 import pytest
 import record_model
 import records
-from documents import MAN, ROOT, in_one_line, rendered, text_of
+from documents import MAN, ROOT, in_one_line, rendered, says, text_of
 
 PAGES = sorted(page.name for page in MAN.glob("*.[1-8]"))
 EACH_PAGE = pytest.mark.parametrize("page", PAGES)
@@ -147,6 +147,7 @@ def test_the_lengths_are_those_of_the_fields(facts):
     sizes = [facts["versions"][version]["size"] for version in "12"]
     sentence = "a part of # bytes, with a record of version 1, or of # bytes, with one of version 2"
     assert numbers(sentence) == sizes
+    assert numbers("for parts of # and of # bytes", "kestrel-record.5") == sizes
     for version, size in zip("12", sizes):
         assert numbers(f"fresh record of version {version}, for a part of # bytes") == [size]
     assert numbers("The bytes from # on are left as they are") == [facts["formatted_end"]["2"]]
@@ -233,10 +234,23 @@ def test_the_statuses_are_those_of_the_page(make_sandbox):
         assert sandbox.shell(command).status == status
     lines = (MAN / "kestrel.1").read_text().split(".Sh EXIT STATUS")[1].split(".Sh EXAMPLES")[0]
     assert re.findall(r"^\.It (\d+)$", lines, re.MULTILINE) == ["0", "1", "255", "134"]
-    aborted = sandbox.fail("read:retval=4000:when=1", "-r", "--crc")
-    if b"AddressSanitizer" in aborted.err:
-        pytest.skip("the sanitizer believes the call and stops the process itself")
-    assert aborted.status == 128 - 134  # of a signal; a shell adds 128
+    fault = f"strace -o log -P {sandbox.path} -e inject=read:retval=4000:when=1"
+    for command, page in [
+        ("kestrel -r --crc", "kestrel.1"),
+        ("kestrel-boardtest 1", "kestrel-boardtest.1"),
+        ("kestrel-record read", "kestrel-record.1"),
+    ]:
+        aborted = sandbox.shell(f"ASAN_OPTIONS=detect_leaks=0 {fault} {command}; echo $?")
+        if b"AddressSanitizer" in aborted.err:
+            pytest.skip("the sanitizer believes the call and stops the process itself")
+        assert aborted.out == b"134\n"
+        shell, more = (
+            ("as the shell reports it", ", and the program was stopped by SIGABRT.")
+            if page == "kestrel-record.1"
+            else ("in the shell", "")
+        )
+        transfer = "The system reported a transfer of more bytes than were asked for"
+        says(page, f"134 ({shell}) {transfer}{more}")
 
 
 def texts_of_the_programs():

@@ -3,6 +3,7 @@
 # ctest: tree
 
 import json
+import re
 import subprocess
 from pathlib import Path
 
@@ -10,6 +11,7 @@ import elf
 import pytest
 import record_model
 import records
+from documents import says
 
 ROOT = Path(__file__).parents[2]
 V1 = records.formatted(1)
@@ -37,6 +39,12 @@ def program(request, programs):
 
 def test_it_is_position_independent(program):
     assert elf.is_position_independent(program)
+
+
+def test_it_needs_only_libc(program):
+    needed = re.findall(r"\(NEEDED\).*\[(.*?)\.so", elf.readelf(program, "-d"))
+    assert {name for name in needed if not name.startswith("ld-")} <= {"libc", "libm"}
+    says("CHANGELOG.md", "Other builds need only libc")
 
 
 def test_its_relocations_are_bound_at_once_and_read_only(program):

@@ -499,6 +499,8 @@ def test_a_cross_build_is_tested_and_has_both_programs_as_one_file(checkout):
         "ctest --preset armhf --progress",
     ]
     assert checkout.run("script/cross", "x") == (2, "", "usage: script/cross armhf|arm64\n")
+    says("docs/on-the-board.md", "build/static-armhf/kestrel, after the tests in emulation")
+    says("script/cross", "also as one static file, and runs # the tests in emulation.")
 
 
 # script/reproducible
@@ -513,6 +515,10 @@ def test_all_varies_between_the_builds_but_user_and_host(checkout):
     assert varied == "--vary=-user_group,-domain_host"
     checkout.fake("reprotest", "exit 1")
     assert checkout.run("script/reproducible")[0] == 1
+    says(
+        "docs/on-the-board.md",
+        "in another folder, year, language, time zone and so on, and finds the same bytes.",
+    )
 
 
 # script/reliability and script/bench
@@ -547,6 +553,11 @@ def test_figures_of_reliability_that_differ_from_the_document_are_shown_and_an_e
     assert document.read_text() == "text\n<!-- figures -->\n\nnew\n"
     printed = "reliability: docs/reliability.md holds\n"
     assert measured.run("script/reliability")[:2] == (0, printed)
+    says(
+        "docs/reliability.md",
+        "The tables at the end are made by `script/reliability --write`",
+        "`script/reliability` runs the same and compares.",
+    )
 
 
 def test_the_tables_of_the_bench_are_printed_or_written_and_its_failure_is_an_error(measured):
@@ -559,6 +570,11 @@ def test_the_tables_of_the_bench_are_printed_or_written_and_its_failure_is_an_er
     for arguments in ([], ["--write"]):
         assert measured.run("script/bench", *arguments) == (1, "too much\n", "")
     assert "much" not in document.read_text()
+    says(
+        "docs/performance.md",
+        "The tables at the end are made by `script/bench --write`",
+        "`script/bench` only prints them",
+    )
 
 
 # script/vm-test

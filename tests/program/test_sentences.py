@@ -36,7 +36,7 @@ station() {{ "$examples/station/station" --log log "$@"; }}
 unit() {{ echo "$1,02:a5:5e:00:00:0$2,02:a5:5e:00:00:1$2,02:a5:5e:00:00:2$2,02:a5:5e:00:00:3$2"; }}
 blank() {{ head -c 2048 /dev/zero | tr '\\000' '\\377' | put 0; }}
 checked() {{ key=$1; shift; for v; do kestrel-record check --set "$key=$v" >/dev/null 2>&1; echo $?; done | paste -s; }}
-small() {{ rm "$file"; kestrel-record image --set version=1 -o "$file"; }}
+small() {{ rm -f "$file"; kestrel-record image --set version=1 -o "$file"; }}
 """
 
 
