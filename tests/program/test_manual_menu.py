@@ -44,6 +44,9 @@ def test_it_needs_the_terminal_that_the_page_says(menu):
     assert menu(rows, columns).child.isalive()
     assert not menu(rows - 1, columns).child.isalive()
     says(PAGE, message, f"The menu needs a terminal of {rows} rows and {columns} columns.")
+    # The least rows show one entry.
+    last = f"The {24 - rows + 1}th entry is the last one that a terminal of 24 rows shows at once."
+    says("CONTRIBUTING.md", last)
 
 
 def test_it_is_driven_as_the_page_says(menu, sandbox):

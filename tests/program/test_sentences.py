@@ -4,7 +4,7 @@ In sentences.txt one or more documents, each with a sentence of it, stand before
 runs on a part with a fresh record of version 2.
 """
 
-# ctest: tree native
+# ctest: tree native first
 
 import re
 import subprocess

@@ -55,12 +55,14 @@ def test_the_group_gets_a_part_that_was_there_before_when_it_is_triggered(udev):
     says(
         "docs/on-the-board.md", "Between the driver's start and the rule, root alone has the file."
     )
+    says("examples/90-kestrel.rules", 'or "add" if that happened before udev # started.')
 
 
 def test_a_member_of_the_group_reads_and_writes_the_part_and_nobody_else_does(udev):
     udev.do("part none; part 2048; udevadm settle; kestrel --format_v2")
     udev.do("su service -c 'kestrel -w --pcb_rev 007'")
     assert udev.do("su service -c 'id -u; kestrel -r --pcb_rev'") == b"101\n007\n"
+    udev.do(f"chmod o+r {EEPROM}; su stranger -c 'cat {EEPROM}' >/dev/null")
     denied = b"kestrel: Error: Open file descriptor: Permission denied\n"
     assert udev.run("su stranger -c 'kestrel -r --pcb_rev'") == (1, b"", denied)
     says(
@@ -69,3 +71,8 @@ def test_a_member_of_the_group_reads_and_writes_the_part_and_nobody_else_does(ud
         "bus 0.",
     )
     says("docs/on-the-board.md", "The group can read, change and erase **everything** on the part")
+    says("kestrel.1", "‘Permission denied’: the user may not write to it;")
+    says(
+        "docs/on-the-board.md",
+        "a user who may only read it is refused with `Error: Open file descriptor: Permission denied`.",
+    )
