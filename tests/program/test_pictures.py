@@ -12,6 +12,7 @@ from pathlib import Path
 
 import pytest
 import records
+from documents import says
 
 ROOT = Path(__file__).parents[2]
 DOCS = ROOT / "docs"
@@ -98,3 +99,8 @@ def test_the_layers_include_each_other_as_drawn():
         for source, header in includes()
         if node_of(source) and node_of(header) and node_of(source) != node_of(header)
     }
+    says(
+        "docs/architecture.md",
+        "Each layer knows only those below it; an arrow is an include.",
+        "and neither knows the other.",
+    )
