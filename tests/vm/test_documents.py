@@ -66,6 +66,7 @@ def test_a_command_on_the_machine_gives_its_output_its_messages_and_its_status()
     done = script_vm("sh", "-c", 'kestrel --format_v2; kestrel -r --mac1; echo "it\'s" >&2; exit 7')
     assert (done.returncode, done.stdout, done.stderr) == (7, b"02:a5:5e:00:00:00\n", b"it's\n")
     says("docs/vm.md", "`script/vm COMMAND...` runs the command and returns its output and status")
+    says("README.md", "`script/vm COMMAND...` runs one command.")
 
 
 def test_a_machine_that_goes_down_without_an_answer_is_an_error():
