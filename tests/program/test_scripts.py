@@ -431,6 +431,7 @@ def checkers(checkout):
     names = ["clang-format", "run-clang-tidy", "cppcheck", "shellcheck", "black", "codespell"]
     for name in ["script/setup", "script/build", "git", "mandoc", "groff", *names]:
         checkout.fake(name)
+    (checkout.folder / "pyflakes.py").touch()  # python3 -m looks in the folder first
     return checkout
 
 
@@ -458,6 +459,7 @@ def test_what_a_checker_finds_is_an_error(checkers, checker):
 def test_the_package_is_made_of_what_is_committed(checkout):
     for name in ("script/setup", "dpkg-buildpackage", "lintian"):
         checkout.fake(name)
+    checkout.fake("xz", "cat")
     (checkout.folder / "debian").mkdir()
     files = {"CMakeLists.txt": "project(kestrel VERSION 1.2.3 LANGUAGES CXX)\n", "debian/rules": ""}
     for name, text in files.items():
