@@ -21,6 +21,7 @@ NETWORK = """[Unit]
 DefaultDependencies=no
 After=network-pre.target
 [Service]
+Type=oneshot
 ExecStart=sh -c 'cat /sys/class/net/eth*/address >/tmp/network'
 [Install]
 WantedBy=multi-user.target
