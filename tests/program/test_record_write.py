@@ -397,18 +397,17 @@ FROM_THEN_ON = {
 def test_a_failure_before_the_write_or_from_then_on_says_so(make_part, fault):
     part = make_part(records.formatted(2))
     state = "was not changed" if fault in BEFORE else "may have been changed"
-    arguments = ["write", "--set", "ser_num=1"]
-    status, message = failed(part, fault, *arguments)
     what = {**BEFORE, **FROM_THEN_ON}[fault].format("PART")
+    arguments = ["write", "--set", "ser_num=1"]
+    status, line = failed(part, fault, *arguments)
+    message = line.removeprefix("kestrel-record: ").removesuffix("\n")
     assert status == 4
-    assert (
-        re.sub(" /[^:]*", " PART", message) == f"kestrel-record: cannot {what}; the part {state}\n"
-    )
+    assert re.sub(" /[^:]*", " PART", message) == f"cannot {what}; the part {state}"
     assert part.image == records.formatted(2) or fault in FROM_THEN_ON
     part.image = records.formatted(2)
     report = json.loads(part.fail(fault, *arguments, "--json").out)
     assert (report["result"], report["status"]) == ("failed", 4)
-    assert report["errors"] == [{"field": None, "message": message[16:-1]}]
+    assert report["errors"] == [{"field": None, "message": message}]
 
 
 @pytest.mark.parametrize("call", ["read:error=EINTR", "write:error=EAGAIN", "write:error=EINTR"])

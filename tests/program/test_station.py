@@ -66,8 +66,7 @@ class Station:
         return subprocess.Popen(command, env=self.environment, **options)
 
     def run(self, scans, *arguments, **options):
-        """A shift: its status and what it shows, without the numbers that pass and fail at its "
-        "end."""
+        """A shift: its status and what it shows, without its last line, which has the numbers."""
         with self.start(*arguments, **options) as shift:
             out, err = shift.communicate(scans, timeout=60)
         assert err == ""
