@@ -135,28 +135,40 @@ def test_the_lengths_are_those_of_the_fields(facts):
     ]
     for of_version in lengths:
         for name, sentence in [
-            ("Hardware Rev", "revision of the hardware: exactly # characters"),
-            ("PCB Rev", "printed circuit board: exactly # characters"),
-            ("SerialNumber", "serial number of the unit: up to # characters"),
+            ("Hardware Rev", "--hardware_rev The revision of the hardware: exactly # characters."),
+            (
+                "PCB Rev",
+                "--pcb_rev The revision of the printed circuit board: exactly # characters.",
+            ),
+            ("SerialNumber", "--ser_num The serial number of the unit: up to # characters."),
         ]:
             assert numbers(sentence) == [of_version[name]]
         assert numbers("a revision that is not # characters long") == [of_version["PCB Rev"]]
-    assert numbers("up to # characters in version 1, up to # in version 2") == [
-        of_version["PCB SerialNumber"] for of_version in lengths
-    ]
+    sentence = "--pcb_ser_num The serial number of the printed circuit board: "
+    sentence += "up to # characters in version 1, up to # in version 2."
+    assert numbers(sentence) == [of_version["PCB SerialNumber"] for of_version in lengths]
     sizes = [facts["versions"][version]["size"] for version in "12"]
-    sentence = "a part of # bytes, with a record of version 1, or of # bytes, with one of version 2"
-    assert numbers(sentence) == sizes
-    assert numbers("for parts of # and of # bytes", "kestrel-record.5") == sizes
+    sentence = (
+        "The EEPROM is a part of # bytes, with a record of version 1, or of # bytes, with one "
+    )
+    assert (
+        numbers(sentence + "of version 2; kestrel-record(5) says where each field lies.") == sizes
+    )
+    sentence = "There are two versions of it, for parts of # and of # bytes"
+    assert numbers(sentence, "kestrel-record.5") == sizes
     for version, size in zip("12", sizes):
-        assert numbers(f"fresh record of version {version}, for a part of # bytes") == [size]
+        sentence = f"--format_v{version} Write a fresh record of version {version}, for a part of "
+        assert numbers(sentence + "# bytes") == [size]
     assert numbers("The bytes from # on are left as they are") == [facts["formatted_end"]["2"]]
     assert numbers("with the bytes from # on as they were") == [facts["formatted_end"]["1"]]
     assert numbers("the first # bytes for a record of version 1") == sizes[:1]
 
 
 def test_a_mac_address_has_as_many_characters_as_the_page_says(make_sandbox):
-    [length] = numbers("02:a5:5e:00:00:01’: # characters")
+    sentence = (
+        "--mac1, --mac2, --mac3, --mac4 The MAC addresses, as ‘02:a5:5e:00:00:01’: # characters."
+    )
+    [length] = numbers(sentence)
     assert numbers("a MAC address that is not # characters long") == [length]
     mac = "02:a5:5e:00:00:01"
     assert len(mac) == length
@@ -166,7 +178,10 @@ def test_a_mac_address_has_as_many_characters_as_the_page_says(make_sandbox):
 
 
 def test_the_limits_of_a_date_are_those_of_the_page(make_sandbox):
-    first, last = numbers("; the years # to #")
+    sentence = (
+        "--productiondate The date of production, as ‘2026-11-15 10:42:16’; the years # to #."
+    )
+    first, last = numbers(sentence)
     assert numbers("a date outside the years # to #") == [first, last]
     month, day, hour, rest = numbers(
         "with a month above #, a day above #, an hour above #, or a minute or second above #"
@@ -184,16 +199,19 @@ def test_the_limits_of_a_date_are_those_of_the_page(make_sandbox):
 
 
 def test_the_parts_of_a_date_are_at_the_places_of_the_page(make_sandbox):
-    places = numbers("at the places #, #, #, #, #, # and #")
+    places = numbers(
+        "The parts of a date are the seven pairs of characters at the places #, #, #, #, #, # and #"
+    )
     text = ["x"] * 30
     for place, pair in zip(places, ["20", "26", "11", "15", "10", "42", "16"]):
         text[place - 1 : place + 1] = pair
     sandbox = make_sandbox(PARTS["formatted-v2"])
     sandbox.write("--servicedate", "".join(text))
     assert sandbox.read("--servicedate") == b"2026-11-15 10:42:16"
-    [shortest] = numbers("A text of fewer than # characters is an error")
+    [shortest] = numbers("A text of fewer than # characters is an error, with a message.")
     sandbox.write("--servicedate", "".join(text)[:shortest])
-    assert sandbox.run("-w", "--servicedate", "".join(text)[: shortest - 1]).status == 1
+    status, _, message = sandbox.run("-w", "--servicedate", "".join(text)[: shortest - 1])
+    assert status == 1 and message
 
 
 def test_a_type_has_as_many_bits_as_the_page_says(make_sandbox):
@@ -241,9 +259,13 @@ def test_the_statuses_are_those_of_the_page(make_sandbox):
         ("kestrel-record read", "kestrel-record.1"),
     ]:
         aborted = sandbox.shell(f"ASAN_OPTIONS=detect_leaks=0 {fault} {command}; echo $?")
+        assert (
+            page == "kestrel-record.1" or b"Assertion `" in aborted.err or b"Sanit" in aborted.err
+        )
         if b"AddressSanitizer" in aborted.err:
             pytest.skip("the sanitizer believes the call and stops the process itself")
         assert aborted.out == b"134\n"
+        assert page == "kestrel-record.1" or b"Assertion `" in aborted.err
         shell, more = (
             ("as the shell reports it", ", and the program was stopped by SIGABRT.")
             if page == "kestrel-record.1"
@@ -251,6 +273,11 @@ def test_the_statuses_are_those_of_the_page(make_sandbox):
         )
         transfer = "The system reported a transfer of more bytes than were asked for"
         says(page, f"134 ({shell}) {transfer}{more}")
+    says(
+        "kestrel.1",
+        "The last three are failed assertions, with status 134; two of them say that the system "
+        "reported a transfer of more bytes than were asked for.",
+    )
 
 
 def texts_of_the_programs():
@@ -346,6 +373,9 @@ def test_the_rows_fill_the_part_but_for_two_zero_bytes_after_each_mac(facts, ver
         if name == "(user bytes)":
             assert {"position": position, "length": length} == facts["user_bytes"]
     assert end == len(part)
+    sentence = "The two bytes after each MAC belong to no field, and are zero after formatting."
+    assert text_of("kestrel-record.5").count(sentence) == 2
+    says("kestrel-record.5", "The record begins with the first byte of the part.")
 
 
 @VERSIONS
@@ -362,10 +392,11 @@ def test_the_absent_fields_are_named(facts, version):
 
 
 def test_the_crc_is_computed_as_the_page_says():
-    polynomial, start = numbers(
-        "the reflected polynomial #, starting at #, inverted at the end", "kestrel-record.5"
+    polynomial, start, result = numbers(
+        "It is the CRC of Ethernet and gzip(1): the reflected polynomial #, starting at #, inverted "
+        "at the end, so that the nine characters 123456789 give #.",
+        "kestrel-record.5",
     )
-    [result] = numbers("the nine characters 123456789 give #", "kestrel-record.5")
     for data, expected in [
         (b"123456789", result),
         (PARTS["formatted-v2"][:179], int.from_bytes(PARTS["formatted-v2"][179:183], "big")),
@@ -376,6 +407,11 @@ def test_the_crc_is_computed_as_the_page_says():
             for _ in range(8):
                 crc = crc >> 1 ^ (polynomial if crc & 1 else 0)
         assert crc ^ 0xFFFFFFFF == expected
+    says(
+        "kestrel-record.5",
+        "Crc32 is the CRC-32 of all bytes before it, including the unused ones:",
+        "Like every number it is stored with its most significant byte first.",
+    )
 
 
 @VERSIONS
@@ -412,24 +448,62 @@ def test_the_elements_of_the_fields_are_those_of_the_menu(facts):
         if entry["kind"] in ("value", "read only") and entry["name"] != "valid"
     }
     assert dict(rows) == options
+    read_only = {entry["option"] for entry in facts["entries"] if entry["kind"] == "read only"}
+    assert read_only & {*options} == {"--version", "--crc"}
+    says(
+        "kestrel-record.5",
+        "reads and writes these fields as elements, the version and the CRC read only:",
+    )
+    says("kestrel.1", "--servicedate The date of the last service, likewise.")
 
 
 # The board test
 
 
 @VERSIONS
-def test_the_board_test_has_the_messages_that_the_page_counts(make_sandbox, version):
-    counts = numbers("# in a pass of version 1 and # in one of version 2", "kestrel-boardtest.1")
+def test_the_board_test_has_the_messages_that_the_page_counts(make_sandbox, facts, version):
+    counts = numbers(
+        "for a damaged record there is a message for every read, # in a pass of version 1 and # in "
+        "one of version 2 (MAC0 is read twice).",
+        "kestrel-boardtest.1",
+    )
+    unread = {"FormatVersion", "DateOfProduction", "DateOfLastService", "8-byte block"}
+    names = {field["name"] for field in facts["versions"][str(version)]["fields"]}
+    assert len(names - unread) + 1 == counts[version - 1]
     sandbox = make_sandbox(PARTS[f"damaged-v{version}"])
     printed = sandbox.shell("kestrel-boardtest 2 2>&1 | sed /loop:9999/q").out.decode()
     assert printed.count("CRC invalid") == counts[version - 1]
     [passes] = numbers(
-        "Read every field but the dates and the version # times", "kestrel-boardtest.1"
+        "2 Read every field but the dates and the version # times, and check the CRC each time.",
+        "kestrel-boardtest.1",
     )
     assert printed.startswith(f"loop:{passes}\n")
 
 
-def test_the_keys_of_the_document_are_those_of_the_program():
+def test_the_keys_of_the_document_are_those_of_the_program(facts):
     rows = [(key, versions) for _, key, versions, _ in table("The document")]
     fields = record_model.FIELDS.items()
     assert rows == [(key, ", ".join(map(str, field.places))) for key, field in fields]
+    says(
+        "kestrel-record.5",
+        "reads and writes the record as a JSON object with these keys, in this order.",
+    )
+    for name, key, versions, value in table("The document"):
+        position, _ = record_model.FIELDS[key].places[int(versions[-1])]
+        fields = facts["versions"][versions[-1]]["fields"]
+        [row] = [row_of(field) for field in fields if field["position"] == position]
+        assert name == row[0].replace("Calibration 0", "Calibration 0 to 7")
+        assert value == {"version": "1 or 2", "aio_calibration": "array"}.get(key, row[3])
+
+
+@pytest.mark.parametrize("page", ["kestrel.1", "kestrel-record.1"])
+def test_the_synopsis_has_what_the_program_takes(page):
+    synopsis = text_of(page).split(" SYNOPSIS ")[1].split(" DESCRIPTION ")[0]
+    if page == "kestrel.1":
+        words = " | ".join(elements.SPECIAL)
+        assert synopsis == f"kestrel kestrel -r element kestrel [-w] element value kestrel {words}"
+        return
+    usage = records.text("record-usage.txt").decode().split("\n\n")[1]
+    usage = usage.replace("| COMMAND", "\nkestrel-record COMMAND")
+    lines = re.findall(r"^(?:kestrel-record| {8}).*", usage, re.MULTILINE)
+    assert "".join(synopsis.split()) == re.sub(r"\s", "", "".join(lines)).lower()
