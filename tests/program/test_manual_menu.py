@@ -3,6 +3,7 @@
 # ctest: tree native
 
 import os
+import re
 import shlex
 import signal
 
@@ -43,7 +44,8 @@ def test_it_needs_the_terminal_that_the_page_says(menu):
     rows, columns = [int(word) for word in message.split() if word.isdigit()][:2]
     assert menu(rows, columns).child.isalive()
     assert not menu(rows - 1, columns).child.isalive()
-    says(PAGE, message, f"The menu needs a terminal of {rows} rows and {columns} columns.")
+    says(PAGE, f"{message} Make the terminal larger.")
+    says(PAGE, f"The menu needs a terminal of {rows} rows and {columns} columns.")
     # The least rows show one entry.
     last = f"The {24 - rows + 1}th entry is the last one that a terminal of 24 rows shows at once."
     says("CONTRIBUTING.md", last)
@@ -65,17 +67,30 @@ def test_it_is_driven_as_the_page_says(menu, sandbox):
     terminal.press(*[DOWN] * 30, ENTER)
     assert (terminal.wait_for_end(), sandbox.image) == (0, before)
     assert terminal.gives_terminal_back()
-    says(PAGE, "To get there without harm, hold cursor down (the list does not wrap) and press")
+    says(
+        PAGE,
+        "‘END’ leaves. To get there without harm, hold cursor down (the list does not wrap) and "
+        "press Enter.",
+    )
     says("README.md", "To leave without harm, hold cursor down and press Enter.")
 
 
-def test_the_lines_in_black_are_the_read_only_ones(menu):
-    cells = menu().cells()
+def test_the_lines_in_black_are_the_read_only_ones(menu, sandbox):
+    terminal = menu()
+    listed = [terminal.row(number)[4:] for number in range(3, 20)]
+    assert all(line.startswith(name) for line, name in zip(listed, elements.NAMES, strict=True))
+    says(PAGE, "The menu lists every element with its value;")
+    cells = terminal.cells()
     black = [element.kind for element, row in zip(elements.ELEMENTS, cells[3:]) if is_black(row)]
     assert black == ["read only"] * len(elements.READ_ONLY)
     says(PAGE, "Lines in black are read only.")
     assert not any(is_black(row) for row in menu(name="vt220").cells())
-    says(PAGE, "some terminals (vt100 to vt220) have no colours; whether the record is intact,")
+    assert sandbox.read("--valid") == b"1"
+    says(
+        PAGE,
+        "some terminals (vt100 to vt220) have no colours; whether the record is intact, kestrel -r "
+        "--valid says as well.",
+    )
 
 
 def is_black(row):
@@ -155,7 +170,11 @@ def test_with_a_damaged_record_it_shows_what_is_not_stored_and_stays_whole(menu,
     sandbox.image = records.damaged(V2)
     terminal = menu()
     assert terminal.row(4).endswith("00:00:00:00:00:00") and terminal.row(16).endswith(" 0")
-    says(PAGE, "With a damaged record (‘valid’ is 0) that is not what is stored,")
+    says(
+        PAGE,
+        "With a damaged record (‘valid’ is 0) that is not what is stored, so press Enter there only "
+        "on lines that are to be set.",
+    )
     before = terminal.text()
     terminal.press(DOWN, ENTER, b"x", ENTER, UP)
     assert terminal.text() == before
@@ -180,7 +199,7 @@ def test_it_is_left_as_the_page_says(menu, sandbox):
     terminal = menu()
     terminal.press(DOWN, ENTER, b"\x03")
     assert terminal.wait_for_end() == 1 and terminal.gives_terminal_back()
-    says(PAGE, "Ctrl-C leaves without writing, with status 1.")
+    says(PAGE, "Ctrl-C leaves without writing, with status 1.", "Or the menu was left with Ctrl-C.")
     says(ARCHITECTURE, "Kept. Ctrl-C ends the program without writing.")
 
     failing = ["strace", "-o", "/dev/null", "-P", sandbox.path, "-e", "inject=write:error=EIO"]
@@ -200,8 +219,12 @@ def test_it_is_left_as_the_page_says(menu, sandbox):
     says(
         PAGE,
         "F1 outside an edit, with status 0, a write that fails, Ctrl-\\ and a hang-up leave the "
-        "terminal in the modes of the menu;",
+        "terminal in the modes of the menu; type ‘reset’ then, which works unseen.",
     )
+    terminal = menu(shell="MENU; stty -a; reset; stty -a")
+    terminal.child.send(F1)
+    terminal.wait_for_end()
+    assert re.findall(rb"-?icanon", terminal.transcript) == [b"-icanon", b"icanon"]
     says(ARCHITECTURE, "F1 leaves the terminal as the menu had it. | Kept. `END` restores it.")
 
 

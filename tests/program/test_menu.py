@@ -15,6 +15,7 @@ import pytest
 import records
 from conftest import short_form
 from device_operations import FORMAT, VERSION_READ, bring_up, element_write
+from documents import says
 from idleness import open_terminal
 from terminal import (
     BACKSPACE,
@@ -412,6 +413,10 @@ def test_a_command_is_announced_executed_and_leaves_the_old_values(make_sandbox,
     announced = screen_of(values, name, f"Executing {name} command...")
     terminal.wait_until(lambda: terminal.cells() == announced)
     assert terminal.cells() == announced
+    says(
+        "kestrel.1",
+        "the prompt says ‘Executing Erase command...’, and the list shows the old values",
+    )
     assert sandbox.image == contents
     terminal.expect(screen_of(values, name))
     assert sandbox.image == image
