@@ -127,6 +127,7 @@ def test_a_run_leaves_what_a_write_of_each_document_leaves(runs):
         "The example never formats: fields that a document does not name keep what the board "
         "holds.",
     )
+    says("README.md", "[A fleet](docs/fleet.md) of boards is kept as its documents say by Ansible.")
 
 
 def test_a_second_run_changes_nothing(runs):

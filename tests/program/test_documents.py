@@ -9,7 +9,7 @@ import time
 import pytest
 import records
 from conftest import DEVICE
-from documents import ROOT, block, transcript
+from documents import ROOT, block, says, transcript
 
 V2 = records.formatted(2)
 README = (ROOT / "README.md").read_text()
@@ -86,8 +86,23 @@ def test_the_version_is_the_same_wherever_it_stands():
     version = found(r"^project\(kestrel VERSION (\S+)", "CMakeLists.txt")
     assert found(r"^## (\S+) \(\d{4}-\d\d-\d\d\)$", "CHANGELOG.md") == version
     assert found(r"\Akestrel \((\S+)-1\)", "debian/changelog") == version
+    released = found(r"^ -- .*>  \w+, (\d+ \w+ \d+) ", "debian/changelog")
+    assert found(r"^## \S+ \((.*)\)$", "CHANGELOG.md") == time.strftime(
+        "%Y-%m-%d", time.strptime(released, "%d %b %Y")
+    )
     pages = sorted((ROOT / "man").glob("*.[1-8]"))
     assert [found(r"^\.Os kestrel (\S+)$", page) for page in pages] == [version] * 4
+    says(
+        "CHANGELOG.md",
+        "What a user notices, the newest first. Versions are those of `CMakeLists.txt`.",
+    )
+    says(
+        "CONTRIBUTING.md",
+        "Set it in `project()` of `CMakeLists.txt`, and after `.Os` in the pages of `man/`.",
+        'Put the version and the date over what is under "Unreleased" in `CHANGELOG.md`, and add '
+        "the same version with `-1` to `debian/changelog` (`dch -v VERSION-1`). A test compares "
+        "all of them.",
+    )
 
 
 def test_the_recipe_with_a_lock_waits_for_the_other_writer(make_sandbox):

@@ -33,6 +33,11 @@ def test_the_script_draws_all_pictures(drawn):
 @pytest.mark.parametrize("picture", ["menu.svg", "record.svg", "whole-board.svg"])
 def test_a_picture_of_the_program_shows_it_as_it_is(drawn, picture):
     assert (DOCS / picture).read_text() == (drawn / picture).read_text()
+    says(
+        "CONTRIBUTING.md",
+        "The pictures are drawn by `script/pictures`. A test fails when one of them is older than "
+        "what it shows: run the script and look at the picture.",
+    )
 
 
 @pytest.mark.parametrize("picture", ["layers.svg", "write-sequence.svg"])
@@ -60,6 +65,11 @@ def sequence():
 def test_the_write_sequence_has_the_device_calls_of_a_run(make_sandbox):
     run = make_sandbox(records.formatted(2)).operations("-w", "--pcb_rev", "001")
     assert sequence()[1] == run
+    says(
+        "docs/architecture.md",
+        "the one way in which a field changes: write it, read it back, renew the CRC, load the "
+        "mirror again. [Each call of a write](write-sequence.svg) shows it.",
+    )
 
 
 def test_the_write_sequence_names_functions_of_the_program(request):
@@ -104,3 +114,4 @@ def test_the_layers_include_each_other_as_drawn():
         "Each layer knows only those below it; an arrow is an include.",
         "and neither knows the other.",
     )
+    says("README.md", "![The layers, and what each of them uses](docs/layers.svg)")

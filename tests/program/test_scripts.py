@@ -232,6 +232,12 @@ def test_the_tests_are_built_and_run(tools, arguments, purpose, preset):
         f"ctest --preset {preset} --progress",
     ]
     says("script/test", "dev (the default), clang, asan, release or coverage")
+    says("README.md", "script/test # test it: builds everything and runs all tests")
+    says(
+        "CONTRIBUTING.md",
+        "script/test # builds and runs all tests",
+        "script/test asan # the same in another build: clang, asan, release or coverage",
+    )
 
 
 def test_the_coverage_is_counted_anew_and_printed(tools):
@@ -277,6 +283,7 @@ def test_a_sandbox_has_the_part_that_its_option_says(part, contents):
         "--v1 a 128-byte part with a freshly formatted record of version 1",
         "--v2 a 2048-byte part with a freshly formatted record of version 2",
     )
+    says("README.md", "script/sandbox --v2 kestrel # the menu of a freshly formatted part")
 
 
 @pytest.mark.parametrize("relative", [False, True], ids=["absolute", "relative"])
@@ -314,7 +321,8 @@ def test_a_sandbox_without_a_command_is_a_shell():
     assert b"A shell in the sandbox" in done.stderr
     says(
         "README.md",
-        "`script/sandbox` runs a command, or a shell, with a file in the place of the EEPROM",
+        "`script/sandbox` runs a command, or a shell, with a file in the place of the EEPROM:",
+        "script/sandbox --image dump-from-the-field.bin # a shell on a part that you have",
     )
 
 
@@ -616,6 +624,7 @@ def test_a_newcomers_system_is_debian_13_unless_another_is_named(checkout, argum
         "in a fresh minimal Debian 13:",
         "another release of Debian: bookworm, say",
     )
+    says("README.md", "Both need only Debian 12 or 13;")
 
 
 # script/demo
@@ -674,6 +683,10 @@ def test_the_demo_formats_writes_reads_checks_and_dumps(demo, version):
         "script/demo",
         "for both versions of the record: formats a part, writes # every element, reads each "
         "back, checks and dumps the record, and prints the bytes of the part.",
+    )
+    says(
+        "README.md",
+        "script/demo # try it: builds the tools and shows them at work on parts that are files",
     )
 
 
