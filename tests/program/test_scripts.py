@@ -54,6 +54,15 @@ class Checkout:
     def calls(self):
         return self.calls_file.read_text().splitlines() if self.calls_file.exists() else []
 
+    def put(self, files):
+        for name, text in files.items():
+            (self.folder / name).parent.mkdir(parents=True, exist_ok=True)
+            (self.folder / name).write_text(text)
+
+    def git(self, *arguments):
+        identity = ["-c", "user.name=x", "-c", "user.email=x@localhost"]
+        subprocess.run(["git", "-C", self.folder, *identity, *arguments], check=True)
+
 
 @pytest.fixture
 def checkout(tmp_path):
@@ -71,7 +80,8 @@ def system(checkout):
     """A system on which all packages are installed, but for those that a test names."""
 
     def make(missing="", user=0, sudo="false"):
-        checkout.fake("dpkg-query", f'case " {missing} " in *" $4 "*) ;; *) echo installed ;; esac')
+        state = f'case " {missing} " in *" $4 "*) echo config-files ;; *) echo installed ;; esac'
+        checkout.fake("dpkg-query", state)
         checkout.fake("id", f"echo {user}")
         checkout.fake("apt-get")
         checkout.fake("sudo", sudo)
@@ -102,6 +112,13 @@ def test_setup_installs_what_is_missing_as_root(system):
     assert checkout.run("script/setup", "try") == (0, "", "installing umockdev\n")
     install = "apt-get install -qq -y --no-install-recommends umockdev"
     assert apt_calls(checkout) == ["apt-get update -qq", install]
+
+
+@pytest.mark.parametrize("step", ["update", "install"])
+def test_setup_fails_where_a_package_cannot_be_had(system, step):
+    checkout = system(missing="umockdev")
+    checkout.fake("apt-get", f"[ $1 != {step} ] || exit 100")
+    assert checkout.run("script/setup", "try")[0] == 100
 
 
 def test_setup_installs_through_sudo_where_it_asks_no_password(system):
@@ -162,15 +179,17 @@ def test_setup_names_the_packages_where_there_is_no_dpkg(checkout):
 
 
 def test_a_build_is_silent_and_is_of_everything_without_a_target(checkout):
+    checkout.fake("nproc", "echo 7")
     checkout.fake("cmake", "echo much; echo more >&2")
     assert checkout.run("script/build", "dev") == (0, "", "")
-    configure, build = checkout.calls()
-    assert configure.endswith("--preset dev") and build.startswith("cmake --build --preset dev ")
-    assert build.endswith(" --target all")
+    configure, _, build = checkout.calls()
+    assert configure.endswith("--preset dev")
+    assert build == "cmake --build --preset dev --parallel 7 --target all"
 
 
-def test_a_build_is_of_the_targets_that_are_named(checkout):
+def test_a_build_is_of_the_preset_and_the_targets_that_are_named(checkout):
     checkout.fake("cmake")
+    assert checkout.run("script/build")[0] != 0 and not checkout.calls()
     assert checkout.run("script/build", "release", "kestrel", "facts") == (0, "", "")
     assert checkout.calls()[-1].endswith(" --target kestrel facts")
 
@@ -192,20 +211,27 @@ def test_a_build_keeps_what_is_there_unless_another_tool_made_it(checkout):
         assert checkout.calls()[-2] == f"cmake {options}--preset dev"
 
 
-def test_a_build_waits_for_another_one_of_its_preset_only(checkout):
+@pytest.mark.parametrize(
+    "script, argument, lock, call",
+    [("build", "dev", "dev", "--preset dev"), ("setup", "try", "setup", "apt-get")],
+)
+def test_a_build_waits_for_one_of_its_preset_only_and_setup_for_setup(
+    system, script, argument, lock, call
+):
+    checkout = system(missing="umockdev")
     checkout.fake("cmake")
     (checkout.folder / "build").mkdir()
-    with open(checkout.folder / "build/dev.lock", "w") as lock:
-        fcntl.flock(lock, fcntl.LOCK_EX)
-        script = checkout.folder / "script/build"
-        with subprocess.Popen([script, "dev"], env=checkout.environment()) as waiting:
+    with open(checkout.folder / f"build/{lock}.lock", "w") as file:
+        fcntl.flock(file, fcntl.LOCK_EX)
+        command = [checkout.folder / "script" / script, argument]
+        with subprocess.Popen(command, env=checkout.environment()) as waiting:
             assert checkout.run("script/build", "asan") == (0, "", "")
             time.sleep(0.2)
             assert waiting.poll() is None
-            assert all("asan" in call for call in checkout.calls())
-            fcntl.flock(lock, fcntl.LOCK_UN)
+            assert not any(call in made for made in checkout.calls())
+            fcntl.flock(file, fcntl.LOCK_UN)
             assert waiting.wait(10) == 0
-    assert "dev" in checkout.calls()[-1]
+    assert call in checkout.calls()[-1]
     says("script/build", "Waits for another build of the preset.")
 
 
@@ -246,6 +272,8 @@ def test_the_coverage_is_counted_anew_and_printed(tools):
     assert tools.run("script/test", "coverage") == (0, "", "")
     assert not old.exists()
     assert [call.split()[0] for call in tools.calls()][-2:] == ["ctest", "gcovr"]
+    counted = re.findall(r"--filter (\w+)/", tools.calls()[-1])
+    assert {*counted} == {path.parent.name for path in ROOT.glob("*/*.cpp")}
 
 
 @pytest.mark.parametrize("failing", ["script/setup", "script/build", "ctest"])
@@ -406,15 +434,38 @@ def test_fuzzing_refuses_what_is_not_a_number_of_seconds(checkout, seconds):
     assert checkout.calls() == []
 
 
+@pytest.fixture
+def targets(checkout):
+    """A checkout whose fuzz targets add an input to their folder, and the names of the targets."""
+    (checkout.folder / "build/fuzz/tests/fuzz").mkdir(parents=True)
+    names = {path.stem for path in (ROOT / "tests/fuzz").glob("*Fuzzer.cpp")}
+    checkout.put({f"tests/fuzz/corpus/{name}/seed": "" for name in names})
+    for name in ("script/setup", "script/build"):
+        checkout.fake(name)
+    does = 'for folder; do :; done; cp "$folder/seed" "$folder/new" || exit 1\n'
+    does += "echo stat::number_of_executed_units: 12 >&2"
+    for name in names:
+        checkout.fake(f"build/fuzz/tests/fuzz/{name}", does)
+    return checkout, names
+
+
+def test_fuzzing_starts_from_the_corpus_and_leaves_it_as_it_is(targets):
+    checkout, names = targets
+    status, printed, _ = checkout.run("script/fuzz")
+    lines = sorted(f"{name}: executions: 12" for name in names)
+    assert (status, sorted(printed.splitlines())) == (0, lines)
+    corpus = checkout.folder / "tests/fuzz/corpus"
+    assert {path.name for path in corpus.rglob("*") if path.is_file()} == {"seed"}
+    ran = [call for call in checkout.calls() if "Fuzzer" in call]
+    assert all("-max_total_time=60 " in call for call in ran)
+    says("script/fuzz", "60 by default")
+
+
 @pytest.mark.parametrize(
     "broken", ["FieldTextFuzzer", "DocumentFuzzer", "ImageFuzzer", "ArgumentsFuzzer"]
 )
-def test_an_input_that_breaks_a_fuzz_target_is_kept_and_ends_the_fuzzing_with_1(checkout, broken):
-    for folder in ("build/fuzz/tests/fuzz", "tests/fuzz/corpus"):
-        (checkout.folder / folder).mkdir(parents=True)
-    targets = {path.stem for path in (ROOT / "tests/fuzz").glob("*Fuzzer.cpp")}
-    for name in ("script/setup", "script/build", *(f"build/fuzz/tests/fuzz/{t}" for t in targets)):
-        checkout.fake(name)
+def test_an_input_that_breaks_a_fuzz_target_is_kept_and_ends_the_fuzzing_with_1(targets, broken):
+    checkout, names = targets
     finds = 'for word; do case $word in -artifact_prefix=*) echo >"${word#*=}crash" ;; esac; done'
     checkout.fake(f"build/fuzz/tests/fuzz/{broken}", f"{finds}; exit 77")
     assert checkout.run("script/fuzz", "7")[0] == 1
@@ -423,7 +474,7 @@ def test_an_input_that_breaks_a_fuzz_target_is_kept_and_ends_the_fuzzing_with_1(
     ]
     ran = {call.split()[0]: call for call in checkout.calls() if "Fuzzer" in call}
     assert all("-max_total_time=7 " in call for call in ran.values())
-    assert broken == "FieldTextFuzzer" or {name.split("/")[-1] for name in ran} == targets
+    assert broken == "FieldTextFuzzer" or {name.split("/")[-1] for name in ran} == names
     says(
         "script/fuzz",
         "through four targets that # each run for the given time. An input that breaks one is "
@@ -434,51 +485,123 @@ def test_an_input_that_breaks_a_fuzz_target_is_kept_and_ends_the_fuzzing_with_1(
 # script/lint
 
 
+# Of each checker what makes a finding an error, and files that it must see.
+CODE = ["tests/unit/some.cpp", "record/some.h"]
+SHELL = ["script/lint", "completion/some.bash", "some.sh"]
+PYTHON = ["tests/a name.py", "examples/some"]
+PAGES = ["man/some.1", "man/some.5"]
+CHECKERS = {
+    "clang-format": ("exit 1", "--dry-run --Werror ", CODE),
+    "run-clang-tidy": ("exit 1", "-p build/clang ", []),
+    "cppcheck": ("exit 1", "--error-exitcode=1 ", []),
+    "shellcheck": ("exit 1", "", SHELL),
+    "black": ("exit 1", "--check ", PYTHON),
+    "pyflakes": ("exit 1", "", PYTHON),
+    "codespell": ("exit 1", "", [*CODE, *SHELL, *PYTHON, *PAGES, "README.md"]),
+    "mandoc": ("echo found", "-T lint -W style ", PAGES),
+    "groff": ("echo found >&2", "-ww ", PAGES),
+}
+
+
 @pytest.fixture
 def checkers(checkout):
-    names = ["clang-format", "run-clang-tidy", "cppcheck", "shellcheck", "black", "codespell"]
-    for name in ["script/setup", "script/build", "git", "mandoc", "groff", *names]:
+    for name in ["script/setup", "script/build", *CHECKERS]:
         checkout.fake(name)
-    (checkout.folder / "pyflakes.py").touch()  # python3 -m looks in the folder first
+    checkout.put(dict.fromkeys([*CODE, *SHELL[1:], PYTHON[0], *PAGES, "README.md"], ""))
+    run = "import os, sys; sys.exit(os.spawnvp(os.P_WAIT, 'pyflakes', sys.argv))"
+    # python3 -m looks in the folder first.
+    checkout.put({PYTHON[1]: "#!/usr/bin/python3\n", "pyflakes.py": run})
+    checkout.git("init", "-q")
+    checkout.git("add", ".")
     return checkout
 
 
-def test_every_source_folder_is_analysed(checkers):
+def test_every_source_folder_is_analysed_and_both_compilers_build(checkers):
     assert checkers.run("script/lint") == (0, "lint: nothing found\n", "")
     folders = {path.parent.name for path in ROOT.glob("*/*.cpp")}
     for checker in ("run-clang-tidy", "cppcheck"):
         (call,) = (call for call in checkers.calls() if call.startswith(checker))
         assert folders <= set(re.findall(r"\w+", call)), checker
+    assert {"script/build dev", "script/build clang"} <= {*checkers.calls()}
 
 
-@pytest.mark.parametrize(
-    "checker",
-    ["clang-format", "run-clang-tidy", "cppcheck", "shellcheck", "black", "codespell", "groff"],
-)
+@pytest.mark.parametrize("checker", CHECKERS)
 def test_what_a_checker_finds_is_an_error(checkers, checker):
-    checkers.fake(checker, "exit 1")
+    finds, options, files = CHECKERS[checker]
+    checkers.fake(checker, finds)
     status, printed, _ = checkers.run("script/lint")
     assert status != 0 and "nothing found" not in printed
+    (call,) = (call for call in checkers.calls() if call.startswith(f"{checker} "))
+    assert all(words in call for words in [options, *files])
 
 
 # script/package
 
 
-def test_the_package_is_made_of_what_is_committed(checkout):
-    for name in ("script/setup", "dpkg-buildpackage", "lintian"):
+@pytest.fixture
+def committed(checkout):
+    """What is committed in the checkout, where the tools for packages are."""
+    for name in ("script/setup", "dpkg-buildpackage", "lintian", "mmdebstrap"):
         checkout.fake(name)
     checkout.fake("xz", "cat")
-    (checkout.folder / "debian").mkdir()
+    checkout.fake("dpkg", "echo amd64")
     files = {"CMakeLists.txt": "project(kestrel VERSION 1.2.3 LANGUAGES CXX)\n", "debian/rules": ""}
-    for name, text in files.items():
-        (checkout.folder / name).write_text(text)
-    git = ["git", "-C", checkout.folder, "-c", "user.name=x", "-c", "user.email=x@localhost"]
-    for arguments in (["init", "-q"], ["add", *files], ["commit", "-q", "-m", "x"]):
-        subprocess.run([*git, *arguments], check=True)
-    (checkout.folder / "CMakeLists.txt").write_text(files["CMakeLists.txt"] + "changed\n")
-    (checkout.folder / "debian/new").write_text("")
-    subprocess.run([*git, "add", "debian/new"], check=True)
+    checkout.put(files)
+    checkout.git("init", "-q")
+    checkout.git("add", *files)
+    checkout.git("commit", "-q", "-m", "x")
+    return files
+
+
+@pytest.mark.parametrize(
+    "architecture, system, host",
+    [
+        ("amd64", "--include=build-essential ", ""),
+        (
+            "armhf",
+            "--include=crossbuild-essential-armhf,libstdc++6:armhf --architectures=amd64,armhf ",
+            "-aarmhf -Pcross,nocheck",
+        ),
+    ],
+)
+def test_the_package_for_an_architecture_is_made_in_a_system_of_its_own(
+    checkout, committed, architecture, system, host
+):
+    assert committed
+    assert checkout.run("script/package", architecture) == (0, "", "")
+    made = "\n".join(checkout.calls()).split("mmdebstrap ")[1]
+    folder = f"build/package-{architecture}"
+    assert system in made and f"build-dep {host} .\n" in made
+    assert f"dpkg-buildpackage -us -uc -b {host}'" in made
+    assert f"=sync-in {folder} /srv " in made and f"=sync-out /srv {folder} bookworm" in made
+    assert (checkout.folder / folder / "kestrel-1.2.3/debian/rules").is_file()
+    assert checkout.calls()[-1].endswith(f" {folder}/*.changes")
+
+
+@pytest.mark.parametrize(
+    "arguments, tool, log",
+    [([], "dpkg-buildpackage", "package"), (["arm64"], "mmdebstrap", "package-arm64")],
+)
+def test_a_package_that_cannot_be_made_or_has_a_fault_is_an_error(
+    checkout, committed, arguments, tool, log
+):
+    assert committed
+    checkout.fake("lintian", "exit 2")
+    assert checkout.run("script/package", *arguments)[0] == 2
+    checkout.fake(tool, "echo much; echo wrong >&2; exit 3")
+    assert checkout.run("script/package", *arguments) == (1, "", "much\nwrong\n")
+    assert (checkout.folder / f"build/{log}.log").read_text() == "much\nwrong\n"
+    says("script/package", "The log is in build/package.log.", "in build/package-ARCHITECTURE/")
+
+
+def test_the_package_is_made_of_what_is_committed(checkout, committed):
+    files = committed
+    checkout.put({"CMakeLists.txt": files["CMakeLists.txt"] + "changed\n", "debian/new": ""})
+    checkout.git("add", "debian/new")
+    checkout.put({"build/package/old.changes": ""})
     assert checkout.run("script/package") == (0, "", "")
+    assert checkout.calls()[-2:-1] == ["dpkg-buildpackage -us -uc"]
+    assert not (checkout.folder / "build/package/old.changes").exists()
     failing = re.search(r"--fail-on (\S+)", checkout.calls()[-1])[1].split(",")
     assert {"error", "warning", "info", "pedantic"} <= set(failing)
     source = checkout.folder / "build/package/kestrel-1.2.3"
@@ -513,16 +636,43 @@ def test_a_cross_build_is_tested_and_has_both_programs_as_one_file(checkout):
     says("script/cross", "also as one static file, and runs # the tests in emulation.")
 
 
+APT_GET = """
+for word; do
+    case $word in
+        update) exit 100 ;; # the indexes cannot be had
+        download) echo >libc6_2_armhf.deb ;;
+    esac
+done
+"""
+
+
+def test_the_libraries_for_a_cross_build_are_unpacked_as_a_whole_or_not_at_all(checkout):
+    for name in ("script/setup", "script/build", "ctest"):
+        checkout.fake(name)
+    checkout.fake("apt-get", APT_GET)
+    sysroot = checkout.folder / "build/sysroot-armhf"
+    checkout.fake("dpkg-deb", "exit 1")
+    assert checkout.run("script/cross", "armhf")[0] == 1
+    assert not sysroot.exists() and not any("script/build" in call for call in checkout.calls())
+    unpacks = 'mkdir -p "$3/lib"; echo >"$3/lib/libm.so.6"; ln -s /lib/libm.so.6 "$3/libm.so"'
+    checkout.fake("dpkg-deb", unpacks)
+    assert checkout.run("script/cross", "armhf")[0] == 0
+    assert {path.name for path in sysroot.iterdir()} == {"lib", "libm.so"}
+    assert os.readlink(sysroot / "libm.so") == "lib/libm.so.6"
+    of_the_board = [call for call in checkout.calls() if call.startswith("apt-get ")]
+    assert all("APT::Architecture=armhf " in call for call in of_the_board)
+
+
 # script/reproducible
 
 
 def test_all_varies_between_the_builds_but_user_and_host(checkout):
-    (checkout.folder / "build/package").mkdir(parents=True)
-    for name in ("script/setup", "reprotest"):
-        checkout.fake(name)
-    assert checkout.run("script/reproducible")[0] == 0
-    varied = checkout.calls()[-1].split()[1].removesuffix(",-fileordering")
-    assert varied == "--vary=-user_group,-domain_host"
+    checkout.put({"build/package/kestrel_1.2.3-1.dsc": ""})
+    checkout.fake("script/setup")
+    checkout.fake("reprotest", "echo much; echo Reproduction successful; echo files")
+    assert checkout.run("script/reproducible")[:2] == (0, "Reproduction successful\nfiles\n")
+    varied = checkout.calls()[-1].replace(",-fileordering", "").removeprefix("reprotest ")
+    assert varied == "--vary=-user_group,-domain_host build/package/kestrel_1.2.3-1.dsc"
     checkout.fake("reprotest", "exit 1")
     assert checkout.run("script/reproducible")[0] == 1
     says(
@@ -544,25 +694,31 @@ def measured(checkout):
         "    parser.addoption('--programs')\n    parser.addoption('--rounds')\n",
         "tests/program/test_record_write.py": "def test_what_read_prints_write_leaves_unchanged"
         "(request):\n    assert request.config.getoption('--rounds') == '10000'\n",
-        "tests/reliability/report.py": "print('new')\n",
-        "tests/bench/report.py": "print('new')\n",
+        "tests/reliability/report.py": "import sys; print('new', *sys.argv[1:])\n",
+        "tests/bench/report.py": "import sys; print('new', *sys.argv[1:])\n",
         "docs/reliability.md": "text\n<!-- figures -->\n\nold\n",
         "docs/performance.md": "text\n<!-- figures -->\n\nold\n",
     }
-    for name, text in files.items():
-        (checkout.folder / name).parent.mkdir(parents=True, exist_ok=True)
-        (checkout.folder / name).write_text(text)
+    checkout.put(files)
     return checkout
 
 
 def test_figures_of_reliability_that_differ_from_the_document_are_shown_and_an_error(measured):
     document = measured.folder / "docs/reliability.md"
     status, printed, _ = measured.run("script/reliability")
-    assert status == 1 and "< old\n---\n> new\n" in printed and "old" in document.read_text()
+    new = "new build/release/kestrel\n"
+    assert status == 1 and f"< old\n---\n> {new}" in printed and "old" in document.read_text()
+    assert measured.calls()[1] == "script/build release kestrel kestrel-record short-transfers"
     assert measured.run("script/reliability", "--write")[0] == 0
-    assert document.read_text() == "text\n<!-- figures -->\n\nnew\n"
+    assert document.read_text() == f"text\n<!-- figures -->\n\n{new}"
     printed = "reliability: docs/reliability.md holds\n"
     assert measured.run("script/reliability")[:2] == (0, printed)
+    for broken in ("tests/program/test_record_write.py", "tests/reliability/report.py"):
+        works = (measured.folder / broken).read_text()
+        measured.put({broken: "exit(1)\n"})
+        assert measured.run("script/reliability", "--write")[0] != 0
+        measured.put({broken: works})
+    assert document.read_text() == f"text\n<!-- figures -->\n\n{new}"
     says(
         "docs/reliability.md",
         "The tables at the end are made by `script/reliability --write`",
@@ -575,7 +731,9 @@ def test_the_tables_of_the_bench_are_printed_or_written_and_its_failure_is_an_er
     assert measured.run("script/bench") == (0, "new\n", "")
     assert document.read_text() == "text\n<!-- figures -->\n\nold\n"
     assert measured.run("script/bench", "--write") == (0, "", "")
-    assert document.read_text() == "text\n<!-- figures -->\nnew\n"
+    assert document.read_text() == "text\n<!-- figures -->\nnew --write\n"
+    built = {call for call in measured.calls() if call.startswith("script/build")}
+    assert {call.split()[1] for call in built} == {"shared", "release", "static"}
     (measured.folder / "tests/bench/report.py").write_text("print('too much')\nexit(1)\n")
     for arguments in ([], ["--write"]):
         assert measured.run("script/bench", *arguments) == (1, "too much\n", "")
@@ -587,30 +745,53 @@ def test_the_tables_of_the_bench_are_printed_or_written_and_its_failure_is_an_er
     )
 
 
-# script/vm-test
+# script/vm, script/vm-test, script/fleet-test and script/mutants
+
+PROGRAMS = "script/build release kestrel kestrel-boardtest kestrel-record"
 
 
-def test_the_arguments_of_the_test_on_the_machine_are_those_of_pytest(checkout):
+@pytest.mark.parametrize(
+    "script, expected",
+    [
+        ("vm", ["program/test_shared.py::test_one", "vm/test_it.py::test_one"]),
+        ("fleet", ["fleet/test_it.py::test_one"]),
+    ],
+)
+def test_the_arguments_of_the_tests_on_other_systems_are_those_of_pytest(
+    checkout, script, expected
+):
     for name in ("script/setup", "script/build"):
         checkout.fake(name)
     files = {
-        "vm/machine.py": "",
-        "vm/test_it.py": "def test_one(): pass\ndef test_two(): pass\n",
-        "program/test_shared.py": "# ctest: vm\ndef test_one(): pass\n",
-        "program/test_other.py": "def test_one(): pass\n",
+        f"tests/{script}/machine.py": "",
+        f"tests/{script}/fleet.py": "def pytest_addoption(parser): parser.addoption('--programs')",
+        f"tests/{script}/test_it.py": "def test_one(): pass\ndef test_two(): pass\ndef test_none(): 0 / 0\n",
+        "tests/program/test_shared.py": "# ctest: vm\ndef test_one(): pass\n",
+        "tests/program/test_other.py": "def test_one(): pass\n",
     }
-    for name, text in files.items():
-        (checkout.folder / "tests" / name).parent.mkdir(parents=True, exist_ok=True)
-        (checkout.folder / "tests" / name).write_text(text)
-    status, printed, _ = checkout.run("script/vm-test", "-k", "one", "-vv")
-    passed = re.findall(r"PASSED (\S+)", printed)
-    assert (status, sorted(passed)) == (
-        0,
-        ["program/test_shared.py::test_one", "vm/test_it.py::test_one"],
-    )
+    checkout.put(files)
+    status, printed, _ = checkout.run(f"script/{script}-test", "-k", "one", "-rA")
+    assert (status, sorted(re.findall(r"PASSED (\S+)", printed))) == (1, expected)
+    assert checkout.calls()[1] == PROGRAMS
 
 
-# script/fresh-test
+@pytest.mark.parametrize(
+    "script, program, steps",
+    [
+        ("vm", "tests/vm/boot.py", ["script/setup vm", PROGRAMS]),
+        ("mutants", "tests/mutation/mutants.py", ["script/setup mutants"]),
+    ],
+)
+def test_a_script_hands_on_its_arguments_and_the_status(checkout, script, program, steps):
+    for name in ("script/setup", "script/build"):
+        checkout.fake(name)
+    checkout.put({program: "import sys; print(sys.argv[1:]); exit(3)\n"})
+    done = checkout.run(f"script/{script}", "--slow", "a name")
+    assert done == (3, "['--slow', 'a name']\n", "")
+    assert checkout.calls() == steps
+
+
+# script/fresh-test and script/package-test
 
 
 @pytest.mark.parametrize("arguments, suite", [([], "trixie"), (["bookworm"], "bookworm")])
@@ -618,13 +799,69 @@ def test_a_newcomers_system_is_debian_13_unless_another_is_named(checkout, argum
     for name in ("script/setup", "mmdebstrap"):
         checkout.fake(name)
     assert checkout.run("script/fresh-test", *arguments) == (0, "", "")
-    assert checkout.calls()[-1].endswith(f" {suite} /dev/null")
+    made = checkout.calls()[-1]
+    assert made.endswith(f" {suite} /dev/null")
+    hooks = ['git clone --quiet . "$1/srv/kestrel"', "upload tests/package/newcomer /srv/newcomer"]
+    assert hooks_of(made) == [*hooks, 'chroot "$1" sh /srv/newcomer']
+    checkout.fake("mmdebstrap", "exit 1")
+    assert checkout.run("script/fresh-test", *arguments)[0] == 1
     says(
         "script/fresh-test",
         "in a fresh minimal Debian 13:",
         "another release of Debian: bookworm, say",
     )
     says("README.md", "Both need only Debian 12 or 13;")
+
+
+def hooks_of(made):
+    return re.findall(r"--customize-hook=(.*?)(?= --customize-hook=| \w+ /dev/null$)", made)
+
+
+def test_the_package_of_this_architecture_is_tried_in_a_debian_12_of_its_own(checkout):
+    for name in ("script/setup", "mmdebstrap"):
+        checkout.fake(name)
+    checkout.fake("dpkg", "echo armhf")
+    packages = [f"build/package/kestrel_1-1_{name}.deb" for name in ("arm64", "armhf")]
+    checkout.put(dict.fromkeys(packages[:1], ""))
+    assert checkout.run("script/package-test")[0] != 0
+    checkout.put(dict.fromkeys(packages, ""))
+    assert checkout.run("script/package-test") == (0, "", "")
+    made = checkout.calls()[-1]
+    assert hooks_of(made) == [
+        f"upload {packages[1]} /srv/kestrel.deb",
+        "upload tests/package/fresh-system /srv/fresh-system",
+        "copy-in examples /srv",
+        'unshare --mount chroot "$1" sh /srv/fresh-system',
+    ]
+    assert made.endswith(" bookworm /dev/null")
+    checkout.fake("mmdebstrap", "exit 1")
+    assert checkout.run("script/package-test")[0] == 1
+
+
+# .ci/run
+
+NO_CHECKS = {"build", "clean-up.sh", "mutants", "pictures", "sandbox", "setup", "vm"}
+
+
+def test_everything_that_must_pass_is_run_and_what_fails_ends_it(checkout):
+    (checkout.folder / ".ci").mkdir()
+    shutil.copy(ROOT / ".ci/run", checkout.folder / ".ci")
+    checks = {f"script/{path.name}" for path in (ROOT / "script").iterdir()}
+    checks -= {f"script/{name}" for name in NO_CHECKS}
+    for check in checks:
+        checkout.fake(check)
+    assert checkout.run(".ci/run") == (0, "", "")
+    calls = checkout.calls()
+    assert {call.split()[0] for call in calls} == checks
+    tested = {"script/test ", "script/test asan", "script/test release"}
+    assert tested | {"script/cross armhf", "script/cross arm64"} <= {*calls}
+    assert calls.index("script/package ") < calls.index("script/package-test ")
+    assert calls.index("script/package ") < calls.index("script/reproducible ")
+    for check in checks:
+        checkout.fake(check, "exit 3")
+        assert checkout.run(".ci/run")[0] == 3
+        assert checkout.calls()[-1].split()[0] == check
+        checkout.fake(check)
 
 
 # script/demo
