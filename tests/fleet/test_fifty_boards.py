@@ -106,6 +106,10 @@ def test_the_fleet_has_as_many_boards_as_the_document_says():
     failing = len(names(REFUSED, WITHOUT_REPORT, UNREACHABLE))
     said = f"the 50 of the tests, {failing} of which do not get through"
     assert said in (ROOT / "docs/fleet.md").read_text()
+    says(
+        "CONTRIBUTING.md",
+        "script/fleet-test # the example for Ansible, with fifty boards that are files",
+    )
 
 
 def test_a_check_leaves_every_part_as_it_is(runs):

@@ -328,6 +328,35 @@ def test_a_sandbox_keeps_the_named_image(tmp_path, relative):
     )
 
 
+DEV = f"{ROOT}/build/dev/kestrel"
+DEBUGGED = {
+    "kestrel --raw": "FormatVersion ",
+    "kestrel -r --valid": "1\n",
+    "strace -e lseek,read,write kestrel -w --pcb_rev 001": '"001", 3)',
+    "gdb --args build/dev/kestrel -w --pcb_rev 001": f"gdb --args {DEV} -w --pcb_rev 001\n",
+    "valgrind build/dev/kestrel --raw": "HEAP SUMMARY",
+}
+
+
+@pytest.mark.parametrize("command", DEBUGGED)
+def test_a_sandbox_runs_the_commands_that_are_shown(checkout, command):
+    subprocess.run([ROOT / "script/build", "dev", "kestrel"], check=True)
+    checkout.fake("gdb", 'echo gdb "$@"')
+    image = checkout.folder / "part.bin"
+    image.write_bytes(V2)
+    part = ["--v2"] if "valid" not in command else ["--image", str(image)]
+    words = [DEV if word == "build/dev/kestrel" else word for word in command.split()]
+    done = in_sandbox(*part, *words, env={**os.environ, **checkout.environment()})
+    assert done.returncode == 0
+    assert DEBUGGED[command] in (done.stdout + done.stderr).decode()
+    says("CONTRIBUTING.md", f"script/sandbox {part[0]}{' part.bin' * (len(part) - 1)} {command}")
+    says(
+        "CONTRIBUTING.md",
+        "`script/sandbox` puts a file in the place of the EEPROM and runs a command on it, or a "
+        "shell.",
+    )
+
+
 def test_a_sandbox_returns_the_commands_status():
     assert in_sandbox("--v2", "kestrel", "-r", "--nothing").returncode == 255
     assert in_sandbox("--v2", "sh", "-c", "exit 7").returncode == 7
@@ -811,6 +840,7 @@ def test_a_newcomers_system_is_debian_13_unless_another_is_named(checkout, argum
         "another release of Debian: bookworm, say",
     )
     says("README.md", "Both need only Debian 12 or 13;")
+    says("CONTRIBUTING.md", "You need Debian 12 or 13; the scripts install the rest.")
 
 
 def hooks_of(made):
