@@ -323,4 +323,5 @@ def main():
         sys.exit("\n".join(problems))
 
 
-main()
+if __name__ == "__main__":
+    main()
