@@ -9,6 +9,7 @@ import subprocess
 import elements
 import pytest
 import records
+from documents import says
 
 USAGE = records.text("usage.txt")
 V1 = records.formatted(1)
@@ -280,6 +281,11 @@ def test_without_dev_null_a_closed_standard_descriptor_ends_the_program(make_san
     assert (done.returncode, done.stdout) == (1, b"")
     # The test bed changes errno after a failed open in /dev, so the system's text is not known.
     assert done.stderr.startswith(b"kestrel: Error opening /dev/null: ")
+    says(
+        "kestrel.1",
+        "Error opening /dev/null: reason Standard input, output or error is closed, and there is "
+        "nothing to open in its place. Leave them open.",
+    )
 
 
 def test_a_write_with_all_standard_descriptors_closed_still_works(make_sandbox):

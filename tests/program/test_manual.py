@@ -111,6 +111,39 @@ def test_an_example_can_be_copied_from_the_screen(page):
             assert indented in "\n".join(lines)
 
 
+# Of each example, in the order of the pages and on them.
+CAPTIONS = """\
+EXAMPLES
+The first pass:
+The first message, if there is any:
+Bring a new board into use, whatever its part holds, and read it back:
+Change one value, look at the difference first, and save the record:
+Save what is left of a damaged record, check it, and write it again:
+Make an image for a device programmer, and look into it:
+Keep kestrel(1), which takes no lock, apart from kestrel-record:
+The document of a fresh record of version 2:
+computes, which it stores with its least significant byte first.
+The same of version 1:
+The date of production, in decimal, and MAC0:
+Write and read an element, and print the record:
+A serial number that is too long is refused in silence:
+Values in other forms, and what is stored:
+Write the present time as the date of production:
+Scripts that share a part must lock it, since the program itself locks nothing and the CRC could \
+be computed while another one writes:
+Keep what the part holds before anything else is tried:
+prints what is left of it. Correct that, and write it back:
+So does a blank part, though it was never formatted and its version is 65535.
+The record gets the version of the part's size, and default values:
+Put an image that was kept back as a whole:
+"""
+
+
+def test_each_example_follows_its_caption():
+    for caption, (page, _, _, body) in zip(CAPTIONS.splitlines(), EXAMPLES, strict=True):
+        says(page, f"{caption} {in_one_line(' '.join(body))}")
+
+
 # The elements and their values
 
 
@@ -351,6 +384,7 @@ def test_the_fields_are_those_of_the_program(facts, version):
     layout = facts["versions"][str(version)]
     rows = table(f"Version {version}")
     fields = [row for row in rows if row[0] not in ("(unused)", "(user bytes)")]
+    assert all(row[3] == "bytes" for row in rows if row not in fields)
     assert fields == [row_of(field) for field in layout["fields"]]
     assert numbers(f"Version {version} The part has # bytes.", "kestrel-record.5") == [
         layout["size"]
@@ -375,7 +409,14 @@ def test_the_rows_fill_the_part_but_for_two_zero_bytes_after_each_mac(facts, ver
     assert end == len(part)
     sentence = "The two bytes after each MAC belong to no field, and are zero after formatting."
     assert text_of("kestrel-record.5").count(sentence) == 2
-    says("kestrel-record.5", "The record begins with the first byte of the part.")
+    says(
+        "kestrel-record.5",
+        "The EEPROM of an embedded Linux board holds one record of product data, which kestrel(1) "
+        "reads and writes. The record begins with the first byte of the part.",
+        f"Field Position Length Encoding Formatted FormatVersion 0 2 number 0x000{version}",
+        "Field Element FormatVersion --version",
+        "Field Key Version Value FormatVersion version 1, 2 1 or 2",
+    )
 
 
 @VERSIONS
