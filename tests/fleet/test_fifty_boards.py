@@ -1,13 +1,15 @@
 """Three runs over fifty boards, of which each kind of mishap befalls some."""
 
 import fcntl
+import json
+import re
 import socket
 from types import SimpleNamespace
 
 import pytest
 import record_model
 import records
-from documents import ROOT, says
+from documents import ROOT, says, text_of
 from fleet import LOCAL, Board, Fleet
 
 V1, V2 = records.formatted(1), records.formatted(2)
@@ -98,6 +100,7 @@ def runs(installed, tmp_path_factory):
     return seen
 
 
+MODULE = "examples/fleet/library/kestrel_record.py"
 EACH_RUN = pytest.mark.parametrize("name", ["check", "first", "second"])
 
 
@@ -112,13 +115,38 @@ def test_the_fleet_has_as_many_boards_as_the_document_says():
     )
 
 
+def test_the_times_of_the_document_fit_together():
+    [each, start] = re.search(
+        "some ([0-9]+) ms of processor time for each, after ([0-9.]+) s for the start",
+        text_of("docs/fleet.md"),
+    ).groups()
+    rows = re.findall(
+        r"\| (?:the )?([0-9]+)\b[^|]* \| ([0-9.]+) s \| ([0-9.]+) s \|", text_of("docs/fleet.md")
+    )
+    assert [int(count) for count, _, _ in rows] == [10, 25, 50, 50, 200]
+    for count, taken, processor in rows:
+        expected = float(start) + int(count) * float(each) / 1000
+        assert abs(float(processor) - expected) < 0.3 + expected / 20
+        assert 0.6 < float(taken) / float(processor) < 0.9  # of two processors
+
+
 def test_a_check_leaves_every_part_as_it_is(runs):
     assert runs.check.images == runs.untouched
+    says(
+        MODULE,
+        "Supports check mode and diff mode. In check mode C(kestrel-record) opens the part for "
+        "reading only.",
+    )
 
 
 def test_a_run_changes_just_the_boards_that_differ(runs):
     after = runs.first.images
     assert {name for name in after if after[name] != runs.untouched[name]} == names(DIFFERING)
+    says(
+        MODULE,
+        "Writes only what differs. With a document that is refused, a damaged board or a locked one "
+        "the task fails with all errors, and nothing is written.",
+    )
 
 
 def test_a_run_leaves_what_a_write_of_each_document_leaves(runs):
@@ -128,6 +156,7 @@ def test_a_run_leaves_what_a_write_of_each_document_leaves(runs):
             assert runs.first.images[board.name][0] == expected, board.name
     says(
         "docs/fleet.md",
+        "A document may name all fields or a few,",
         "The example never formats: fields that a document does not name keep what the board "
         "holds.",
     )
@@ -154,9 +183,15 @@ def test_the_recap_names_what_became_of_each_board(runs, name):
     says(
         "docs/fleet.md",
         "A board that fails does not hold up the others.",
-        "| the board did not hold its document, and does now (`--check`: would) | `changed` | "
-        "`changed` | | it holds it already | `ok` | `unchanged` |",
+        "| | Ansible | `outcome` in the reports | |---|---|---| | the board did not hold its "
+        "document, and does now (`--check`: would) | `changed` | `changed` | | it holds it already | "
+        "`ok` | `unchanged` | | the document is refused, absent or not named; the board has no "
+        "intact record and the document does not name all fields; the part is locked, absent or "
+        "faulty; `kestrel-record` is not there | `failed`, with all errors | `failed` | | no "
+        "connection, or one that broke | `unreachable` | `unreachable` |",
     )
+    assert run.output.count("PLAY [") == 1
+    says("docs/fleet.md", "**Batches.** By default the whole fleet is one batch.")
 
 
 @pytest.mark.parametrize("name", ["check", "first"])
@@ -178,6 +213,7 @@ def test_the_difference_of_each_board_that_differs_is_shown(runs, name):
         "+    ser_num: SN-1",
     ]
     from_nothing = [line for line in shown["blank-21"] if line.startswith("-")]
+    says(MODULE, "description: The values that change, before and after.")
     assert from_nothing == [] and "+    ser_num: SN-21" in shown["blank-21"]
 
 
@@ -214,6 +250,13 @@ def test_a_board_that_fails_shows_all_its_errors(runs, name, kind):
 def test_of_a_failure_nothing_is_shown_but_the_errors_and_the_status(runs):
     errors = "\n".join(FAILURES["mistaken"])
     assert runs.first.shown("mistaken-36") == {"changed": False, "msg": errors, "rc": 3}
+    says(
+        MODULE,
+        "description: The exit status of C(kestrel-record), see its manual. returned: when it made a "
+        "report",
+        "- What C(kestrel-record) reported, see its manual. The file of reports has it also after a "
+        "failure. returned: success",
+    )
 
 
 @EACH_RUN
@@ -224,6 +267,11 @@ def test_a_message_has_every_error_of_the_report(runs, name):
             fields = [f"{error['field']}: " if error["field"] else "" for error in errors]
             messages = [field + error["message"] for field, error in zip(fields, errors)]
             assert line["msg"].splitlines() == messages != []
+        elif line["report"]:
+            assert line["msg"] == line["report"]["result"]
+    says(
+        MODULE, "description: All errors, one a line, each with its field; without any, the result."
+    )
 
 
 def test_every_kind_that_fails_has_its_errors_pinned():
@@ -237,15 +285,24 @@ def test_the_reports_have_one_line_for_each_board(runs, name):
     for report in run.reports:
         assert report["check"] == (name == "check")
         outcomes[report["outcome"]].add(report["host"])
-    assert len(run.reports) == 50
+        assert [*report] == ["time", "host", "check", "outcome", "msg", "report"]
+    assert len(run.reports) == 50 and len(runs.fleet.reports()) == 150
     assert outcomes["changed"] == run.hosts("changed")
     assert outcomes["unchanged"] == run.hosts("ok") - run.hosts("changed")
     assert outcomes["failed"] == run.hosts("failed")
     assert outcomes["unreachable"] == run.hosts("unreachable")
     says(
         "docs/fleet.md",
-        "for each run one line of JSON for each host, in the order in which they finished, also "
-        "for those that failed or were unreachable:",
+        "- `reports.jsonl`: for each run one line of JSON for each host, in the order in which they "
+        "finished, also for those that failed or were unreachable: the time, the host, whether it "
+        "was a check, the outcome, the message, and the report of `kestrel-record` with the values "
+        "before and after. Runs add to the file, which is the history of the fleet; the last line "
+        "of a host counts.",
+    )
+    says(
+        MODULE,
+        "A file on the controller to which one line of JSON is appended for each host, also for one "
+        "that failed or is unreachable, and also in check mode.",
     )
 
 
@@ -269,6 +326,8 @@ def test_the_reports_have_what_kestrel_record_reported(runs, name):
     says(
         "docs/fleet.md",
         "A record that is damaged is repaired only by a document that names every field.",
+        "`--check` runs `kestrel-record write --dry-run`: it finds the same errors as the run, "
+        "except those of the write itself.",
     )
 
 
@@ -277,6 +336,8 @@ def test_a_report_has_the_values_before_and_after(runs):
     assert report["changed"] == ["mac1", "productiondate", "ser_num"]
     assert report["before"]["ser_num"] == "0000000000000"
     assert report["after"] == own(1)
+    assert 425 <= len(json.dumps(runs.first.report("new-01"))) <= 475
+    says("docs/fleet.md", "grow by some 450 bytes for each board that gets three values.")
 
 
 @EACH_RUN
@@ -288,10 +349,20 @@ def test_the_engine_has_nothing_to_warn_of(runs, name):
 def test_the_boards_that_failed_can_be_named_for_the_next_run(runs):
     failed = (runs.fleet.folder / "playbook.retry").read_text().split()
     assert set(failed) == names(REFUSED, WITHOUT_REPORT, UNREACHABLE)
-    says("docs/fleet.md", "Boards that were off, locked or wrong are driven again by themselves")
+    says(
+        "docs/fleet.md",
+        "Boards that were off, locked or wrong are driven again by themselves, when the cause is "
+        "gone:",
+    )
 
 
 def test_nothing_is_kept_outside_of_the_folder(runs):
     assert [path.name for path in runs.fleet.home.iterdir()] == [".ansible.cfg"]
     assert list(runs.fleet.temporary.iterdir()) == []
-    says("docs/fleet.md", "## What the controller keeps All of it in the folder:")
+    assert (runs.fleet.folder / ".ansible").is_dir()
+    says(
+        "docs/fleet.md",
+        "## What the controller keeps All of it in the folder:",
+        "- `.ansible/`: temporary files.",
+    )
+    says("examples/fleet/ansible.cfg", "All that a run keeps is in here, too.")

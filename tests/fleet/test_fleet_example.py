@@ -15,6 +15,7 @@ DOCUMENT = {"mac1": "02:a5:5e:12:34:01", "ser_num": "SN-0000004711"}
 WRITTEN = record_model.written(V2, DOCUMENT)
 REFUSED = {"mac1": ""}
 DOCUMENT_FILE = "docs/fleet.md"
+MODULE = "examples/fleet/library/kestrel_record.py"
 
 
 def on_files(fleet):
@@ -42,10 +43,66 @@ def test_the_installed_inventory_brings_the_installed_documents_to_its_boards(fl
     assert run.hosts("changed") == set(before) == set(documents(fleet)) != set()
     for name, document in documents(fleet).items():
         assert fleet.part(name).read_bytes() == record_model.written(before[name][0], document)
+    says(
+        DOCUMENT_FILE,
+        "The example in `examples/fleet/` (`/usr/share/doc/kestrel/examples/fleet/`) makes each "
+        "board hold the document that the inventory names for it.",
+        "Put the documents into `documents/` and the hosts into `inventory.ini`.",
+        "**No Python**: a module of Ansible would need it, but the task `kestrel_record` is an "
+        "action plugin, which runs on the controller.",  # LOCAL has no Python
+    )
+    says("examples/fleet/inventory.ini", "One host a line, each with the document of its board.")
+    says(
+        MODULE,
+        "The document, a file on the controller. A relative path starts at the folder of the playbook.",
+    )
+    says(
+        "examples/fleet/playbook.yml", "Makes each board hold the document that the inventory names"
+    )
+
+
+def test_in_a_folder_that_everyone_may_write_the_configuration_is_ignored(fleet):
+    version = ["ansible", "--version"]
+    assert f"config file = {fleet.folder}/ansible.cfg" in fleet.command(*version).stdout
+    fleet.folder.chmod(0o777)
+    assert f"config file = {fleet.folder}/ansible.cfg" not in fleet.command(*version).stdout
+    says(
+        DOCUMENT_FILE,
+        "Copy the folder to one of your own, which not everyone may write (otherwise Ansible "
+        "ignores `ansible.cfg`).",
+    )
+    says(
+        "examples/fleet/ansible.cfg", "Ansible takes this file where it is started in this folder."
+    )
+
+
+def test_hosts_may_share_a_document(fleet):
+    date = {"servicedate": "2026-11-15 10:42:16"}
+    shared = Board("b", V2, None, f"{LOCAL} kestrel_document=documents/a.json")
+    fleet.set_up([Board("a", V2, date), shared])
+    assert fleet.run().hosts("changed") == {"a", "b"}
+    assert fleet.part("a").read_bytes() == fleet.part("b").read_bytes()
+    says(
+        DOCUMENT_FILE,
+        "and hosts may share one: to set the date of service of a hundred boards, name one document "
+        "with `servicedate` in all hundred lines.",
+    )
+
+
+def test_a_host_that_the_inventory_is_wrong_for_is_only_in_the_output(fleet):
+    fleet.set_up([Board("a", V2, None, f'{LOCAL} kestrel_document="{{{{ 1 | nowhere }}}}"')])
+    run = fleet.run()
+    assert (run.hosts("failed"), run.reports) == ({"a"}, [])
+    says(
+        DOCUMENT_FILE,
+        "Hosts that Ansible itself gives up before it starts the task, for a mistake in the "
+        "inventory, are only in its output.",
+    )
 
 
 def test_the_playbook_gathers_no_facts(fleet):
-    says(DOCUMENT_FILE, "the playbook gathers no facts.")
+    says(DOCUMENT_FILE, "For the same reason the playbook gathers no facts.")
+    says("examples/fleet/playbook.yml", "gather_facts: false # that would need Python on the board")
     fleet.set_up([Board("good", V2, DOCUMENT)])
     assert "Gathering Facts" not in fleet.run().output
 
@@ -122,7 +179,17 @@ def test_a_batch_in_which_every_board_fails_is_the_last_one(fleet):
     assert run.status == 2
     assert [report["host"] for report in run.reports] == ["a"]
     assert fleet.part("b").read_bytes() == fleet.part("c").read_bytes() == V2
-    says(DOCUMENT_FILE, "when every board of a batch fails, the rest is left alone.")
+    says(
+        DOCUMENT_FILE,
+        "A small one first shows a mistake that is the same in all documents before it reaches all "
+        "boards: when every board of a batch fails, the rest is left alone.",
+        "Ansible counts as failed what is refused, not what is wrong but possible. Look at the "
+        "reports of `--check --diff` first.",
+    )
+    says(
+        "examples/fleet/playbook.yml",
+        "starts with a few boards, and stops when all of a batch fail",
+    )
 
 
 def test_a_batch_is_followed_by_the_next_one_if_a_board_is_well(fleet):
@@ -137,6 +204,7 @@ def test_a_board_whose_report_cannot_be_kept_fails(fleet):
     fleet.set_up([Board("good", V2, DOCUMENT), Board("bad", V2, REFUSED)])
     run = fleet.run()
     assert run.hosts("failed") == {"good", "bad"}
+    says(MODULE, "A host whose line cannot be kept fails, even if its board was written.")
     place = f"{fleet.folder}/reports.jsonl: No space left on device"
     written = f"changed, but the report cannot be kept in {place}\nwritten"
     assert run.shown("good")["msg"] == written
@@ -194,7 +262,19 @@ def test_a_board_gets_one_command_over_ssh_and_no_file(fleet, over_ssh):
         DOCUMENT_FILE,
         "It starts one command on the board and gives it the document on its standard input. No "
         "file is copied to the board, and nothing is left there.",
-        "`ansible.cfg` says that ssh must not ask anything",
+        "A shell, an SSH server and `kestrel-record` on the `PATH` that commands over SSH have.",
+        "`ansible.cfg` says that ssh must not ask anything:",
+        "On the board a run is one login and one command,",
+    )
+    says(
+        MODULE,
+        "Runs C(kestrel-record write --json) on the board and gives it the document on its standard "
+        "input.",
+        "Everything but C(kestrel-record) runs on the controller. The board needs a shell, but no "
+        "Python and no room for a file.",
+    )
+    says(
+        DOCUMENT_FILE,
         "`kestrel_wait=SECONDS` in the inventory sets another time, and `kestrel_device=PATH` "
         "another part.",
     )
@@ -206,10 +286,38 @@ def test_a_board_that_only_root_may_write_is_written_by_sudo(fleet, over_ssh):
     fleet.fake("sudo", f'echo "$*" >"{used}"\n{drop_options}\nexec "$@"')
     assert len(over_ssh("ansible_become=true")) == 1
     assert re.search(" -u root /bin/sh -c .*kestrel-record write ", used.read_text())
+    assert "--wait" not in used.read_text()
+    says(DOCUMENT_FILE, "A locked part is waited for as long as `kestrel-record` does by itself;")
+    says(MODULE, "part; without it, as long as C(kestrel-record) does by itself.")
+    says(
+        "examples/fleet/inventory.ini",
+        "# Unless the user may write the part, as in 90-kestrel.rules: #ansible_become=true",
+    )
     says(
         DOCUMENT_FILE,
         "`ansible_become=true`: the command is run by `sudo`, which must then let that user run "
         "a shell.",
+    )
+
+
+def test_a_connection_that_breaks_is_unreachable_and_the_next_run_shows_what_the_board_is(fleet):
+    on_board = 'for last; do :; done\n/bin/sh -c "$last"'
+    broken = f'[ "$*" = "-o ControlPersist" ] || {{ {on_board}\nexit $(cat "$HOME/../status"); }}'
+    fleet.fake("ssh", broken)
+    status = fleet.home.parent / "status"
+    status.write_text("255")
+    fleet.set_up([Board("board", V2, DOCUMENT, "")])
+    run = fleet.run()
+    assert run.hosts("unreachable") == {"board"}
+    assert run.report("board")["outcome"] == "unreachable"
+    assert fleet.part("board").read_bytes() == WRITTEN
+    status.write_text("0")
+    assert fleet.run().report("board")["outcome"] == "unchanged"
+    says(
+        DOCUMENT_FILE,
+        "a board whose host key is not known is unreachable.",  # ssh ends like this for both
+        "Where a connection breaks in the middle, the board may have been written. The record is "
+        "whole all the same, and the next run shows what it is.",
     )
 
 
@@ -231,6 +339,16 @@ def test_the_three_runs_of_the_document_do_what_their_comments_say(fleet):
     written = fleet.images()
     assert fleet.shell(second).hosts("ok") == set(fresh)
     assert fleet.images() == written
+    comments = [line.split("# ")[1] for line in block("fleet", DOCUMENT_FILE).splitlines()]
+    assert comments == [
+        "what would change; changes nothing",
+        "change it",
+        "a second run changes nothing",
+    ]
+    says(
+        "examples/fleet/playbook.yml",
+        *[f"--diff # {comment}" for comment in ("what would change", "change it")],
+    )
 
 
 def test_the_document_starts_with_one_board_and_goes_on_with_ten(fleet):
@@ -238,6 +356,7 @@ def test_the_document_starts_with_one_board_and_goes_on_with_ten(fleet):
     run = fleet.shell(*lines_of("batches"))
     sizes = [batch.count("changed: [") for batch in run.output.split("PLAY [")[1:]]
     assert sizes == [1, 10, 1]
+    says(DOCUMENT_FILE, "Here one board is first, then ten, then the rest:")
 
 
 def test_the_document_drives_the_boards_that_failed_again(fleet):
@@ -253,6 +372,8 @@ def test_the_document_drives_the_boards_that_failed_again(fleet):
 def test_the_document_finds_numbers_that_stand_twice(fleet):
     search = "\n".join(lines_of("twice"))
     assert fleet.command("sh", "-c", search).stdout == ""
+    says(DOCUMENT_FILE, "**First** see that no number stands twice. These print nothing then:")
+    says(DOCUMENT_FILE, "sort | uniq -d # documents that hosts share", "reports.jsonl # why")
     twin = (fleet.folder / "documents/board-0001.json").read_text().replace("a5:5e", "A5:5E")
     (fleet.folder / "documents/board-0002.json").write_text(twin)
     inventory = fleet.folder / "inventory.ini"
@@ -270,7 +391,18 @@ def test_the_numbers_of_the_document_are_those_of_the_configuration(fleet):
     text = text_of(DOCUMENT_FILE)
     configuration = (fleet.folder / "ansible.cfg").read_text()
     forks = re.search("^forks = (.*)$", configuration, re.M)[1]
-    assert f"`ansible.cfg` lets it handle {forks} boards at a time" in text
+    at_a_time = f"`ansible.cfg` lets it handle {forks} boards at a time; `--forks 100` on the "
+    assert int(forks) < 100 and at_a_time + "command line is more." in text
     interval = re.search("ServerAliveInterval=([0-9]+)", configuration)[1]
     count = re.search("ServerAliveCountMax=([0-9]+)", configuration)[1]
-    assert int(interval) * int(count) == 30 and "given up after half a minute" in text
+    assert int(interval) * int(count) == 30
+    says(
+        DOCUMENT_FILE,
+        "A board that falls silent in the middle is given up after half a minute, and holds up its "
+        "batch until then.",
+    )
+    says(
+        "examples/fleet/ansible.cfg",
+        "One command a board, so no connection is kept open. Nothing is ever asked, and a board that "
+        "falls # silent in the middle is given up after half a minute.",
+    )
