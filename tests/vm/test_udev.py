@@ -53,7 +53,9 @@ def test_the_group_gets_a_part_that_was_there_before_when_it_is_triggered(udev):
     udev.do("udevadm trigger --action=add /sys/bus/i2c/devices/0-0050; udevadm settle")
     assert udev.do(MODE) == b"root kestrel 660\n"
     says(
-        "docs/on-the-board.md", "Between the driver's start and the rule, root alone has the file."
+        "docs/on-the-board.md",
+        "Between the driver's start and the rule, root alone has the file. A service that starts "
+        "early must wait or try again.",
     )
     says("examples/90-kestrel.rules", 'or "add" if that happened before udev # started.')
 
@@ -70,8 +72,17 @@ def test_a_member_of_the_group_reads_and_writes_the_part_and_nobody_else_does(ud
         "Lets the group kestrel read and write the product data in the EEPROM at 0x50 of I2C "
         "bus 0.",
     )
-    says("docs/on-the-board.md", "The group can read, change and erase **everything** on the part")
-    says("kestrel.1", "‘Permission denied’: the user may not write to it;")
+    says(
+        "docs/fleet.md",
+        "The kernel gives the part to root alone. In the order of preference: - The group of the "
+        "[udev rule](on-the-board.md#let-a-service-use-it), with an unprivileged user in it "
+        "(`ansible_user`). That user can do everything to the part, and nothing else.",
+    )
+    says(
+        "docs/on-the-board.md",
+        "The group can read, change and erase **everything** on the part, with `kestrel` or without: the MAC addresses, the serial numbers, and the bytes after the record.",
+    )
+    says("kestrel.1", "‘Permission denied’: the user may not write to it; run kestrel as root.")
     says(
         "docs/on-the-board.md",
         "a user who may only read it is refused with `Error: Open file descriptor: Permission denied`.",
