@@ -5,11 +5,12 @@
 import re
 import shutil
 import subprocess
+from pathlib import Path
 
 import pytest
 import records
 from conftest import DEVICE, result_of
-from documents import block, says
+from documents import block, says, transcript
 
 DOCUMENT = "docs/on-the-board.md"
 V1 = records.formatted(1)
@@ -80,7 +81,15 @@ def test_the_cells_are_where_the_record_has_its_macs(tree, facts, version):
     macs = [field for field in fields if re.fullmatch(r"MAC\d", field["name"])]
     places = [[str(field["position"]), str(field["length"])] for field in macs]
     assert [tree.get(node, "reg") for node in tree.addresses()] == places
-    says(DOCUMENT, "at positions that both versions of the record have in common")
+    says(
+        DOCUMENT,
+        "It makes an `nvmem` cell of each address, at positions that both versions of the record "
+        "have in common, and gives two Ethernet drivers their cell.",
+        "It wants the cells in the part's own node,",
+        "This makes the older form:",
+        "The tests compile both forms and compare the positions with those of the record. They boot "
+        "no kernel with them;",
+    )
 
 
 def test_each_ethernet_driver_gets_the_cell_of_its_own_address(tree):
@@ -88,7 +97,16 @@ def test_each_ethernet_driver_gets_the_cell_of_its_own_address(tree):
         driver = f"/ethernet{number}"
         assert tree.get(driver, "nvmem-cells") == tree.get(node, "phandle")
         assert tree.get(driver, "nvmem-cell-names", "s") == ["mac-address"]
-    says(DOCUMENT, "gives two Ethernet drivers their cell.")
+    says(
+        DOCUMENT,
+        "[examples/kestrel-macs.dtsi](../examples/kestrel-macs.dtsi) is for the end of the board's "
+        "device tree.",
+    )
+    says(
+        "examples/kestrel-macs.dtsi",
+        "Lets the kernel's Ethernet drivers take their MAC addresses from the EEPROM. For the end of "
+        "the * board's device tree, whose labels may be others than i2c0, ethernet0 and ethernet1.",
+    )
 
 
 def test_the_part_of_the_device_tree_is_the_one_that_the_programs_open(tree):
@@ -109,6 +127,7 @@ def unit(installed_examples):
 
 def test_systemd_finds_nothing_wrong_with_the_unit(installed_examples, unit):
     program = unit["ExecStart"].split()[0]
+    assert f"cp kestrel-macs {Path(program).parent}/\n" in block("boot", DOCUMENT)
     bound = ["proot", "-v", "-1", "-b", f"{installed_examples}/kestrel-macs:{program}"]
     verify = ["systemd-analyze", "verify", installed_examples / "kestrel-macs.service"]
     done = subprocess.run([*bound, *verify], capture_output=True, check=False)
@@ -120,6 +139,10 @@ def test_the_unit_waits_for_just_the_interfaces_that_it_sets(unit):
     devices = {f"sys-subsystem-net-devices-{interface}.device" for interface in interfaces}
     for key in ("Wants", "After"):
         assert {name for name in unit[key].split() if name.endswith(".device")} == devices
+    says(
+        "examples/kestrel-macs.service",
+        "Earlier than this, udev might still rename an interface or give it an address of its own.",
+    )
 
 
 class Board:
@@ -168,7 +191,11 @@ def test_each_interface_of_the_unit_gets_its_address_from_an_intact_record(make_
     board = make_board(filled(contents))
     assert board.run() == (0, b"", b"")
     assert board.calls("ip") == BOTH
-    says(DOCUMENT, "An interface that is up, as after a start over the network, is not taken down.")
+    says(
+        DOCUMENT,
+        "An interface that is up, as after a start over the network, is not taken down. Most drivers "
+        "refuse a new address then.",
+    )
 
 
 @pytest.mark.parametrize(
@@ -190,6 +217,8 @@ def test_without_an_intact_record_every_interface_is_left_as_it_is_and_named(mak
     assert reason.startswith("kestrel-record: ") and others == [reason]
     left = [f"kestrel-macs: {interface} is left as it is" for interface in ("eth0", "eth1")]
     assert messages.decode().splitlines()[1::2] == left
+    if contents in map(records.damaged, map(filled, [V1, V2])):
+        assert messages.decode() == transcript("failed boot", DOCUMENT, prompt="$")[1][1]
     says(
         DOCUMENT,
         "An interface is **left as it is** if the part is absent, if its record is not intact,",
@@ -206,6 +235,7 @@ def test_an_address_that_is_none_is_not_set_though_the_record_is_intact(make_boa
         messages.decode(),
     )
     says(DOCUMENT, "if the address in it is all zero or a group address,")
+    says("examples/kestrel-macs", "what is intact need not be an address")
 
 
 @pytest.mark.parametrize("pair", ["eth2=mac5", "eth2=", "eth2"])
@@ -224,7 +254,8 @@ def test_an_address_that_the_kernel_refuses_fails_and_the_others_are_set(make_bo
     says(DOCUMENT, "or if the kernel refuses it. The other interfaces are set all the same.")
     says(
         "examples/kestrel-macs",
-        "is left as it is; # the others are set all the same, and the status is 1.",
+        "is not valid or is refused by the kernel is left as it is; # the others are set all the "
+        "same, and the status is 1.",
     )
 
 
@@ -233,6 +264,7 @@ def test_the_script_waits_ten_seconds_for_the_part(make_board):
     assert board.run().status == 1
     assert board.calls("sleep") == ["sleep 1"] * 10
     says(DOCUMENT, "The script waits for the part for 10 seconds.")
+    says("examples/kestrel-macs", "for the part's driver, which may not have been loaded yet")
 
 
 def test_a_part_that_comes_late_is_used(make_board):

@@ -10,7 +10,7 @@ import pytest
 import record_model as model
 import records
 from conftest import result_of
-from documents import block
+from documents import block, says
 
 DOCUMENT = "docs/on-the-board.md"
 UNITS = block("units", DOCUMENT)
@@ -54,6 +54,18 @@ def expected():
 def test_each_unit_of_the_list_gets_its_image(run, tmp_path, units):
     assert run("images", units) == (0, b"", b"")
     assert images(tmp_path) == expected() and len(expected()) == 2
+    (tmp_path / "images").rename(tmp_path / "earlier")
+    assert run("images", units).status == 0
+    says(
+        DOCUMENT,
+        "A gang programmer writes parts before they are soldered, each with a file of its own. "
+        "`board.json` is what all units share, with the `version`; `units.txt` has a line for each "
+        "unit, with its serial number and its addresses:",
+        f"This makes `images/{min(expected())}` and so on.",
+        "Lists from elsewhere have line ends of their own, empty lines, and none after the last unit.",
+        "Units of earlier lists are not known here: keep the lists, and look there for numbers that "
+        "come again.",
+    )
 
 
 FIRST, SECOND = UNITS.splitlines()
@@ -113,6 +125,12 @@ def test_a_sample_is_the_same_as_its_image_or_shows_the_difference(run, tmp_path
     sample = tmp_path / "sample.bin"
     sample.write_bytes(own)
     assert run("sample") == (0, b"same\n", b"")
+    says(
+        DOCUMENT,
+        "Let the programmer verify each part. Then check samples, at the beginning of a batch at "
+        "least: read a part back into a file, and compare it with the image of the number that is "
+        "**on its label**. On a board leave out `--device sample.bin`.",
+    )
     sample.write_bytes(other)
     status, out, _ = run("sample")
     assert status == 1 and b"ser_num: SN-0000004712 -> SN-0000004711\n" in out

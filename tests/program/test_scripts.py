@@ -644,6 +644,11 @@ def test_the_package_is_made_of_what_is_committed(checkout, committed):
     packed = {name for name in listed if not name.endswith("/")}
     assert packed == {f"kestrel-1.2.3/{name}" for name in files}
     says("script/package", "of what is committed, in # build/package/")
+    says(
+        "docs/on-the-board.md",
+        "`script/package` also leaves the release tarball, `kestrel-VERSION.tar.xz`, which builds "
+        "without git. The version is that of `project()` in `CMakeLists.txt`.",
+    )
 
 
 # script/cross
@@ -661,7 +666,10 @@ def test_a_cross_build_is_tested_and_has_both_programs_as_one_file(checkout):
         "ctest --preset armhf --progress",
     ]
     assert checkout.run("script/cross", "x") == (2, "", "usage: script/cross armhf|arm64\n")
-    says("docs/on-the-board.md", "build/static-armhf/kestrel, after the tests in emulation")
+    says(
+        "docs/on-the-board.md",
+        "script/cross armhf # build/static-armhf/kestrel, after the tests in emulation script/cross arm64 # build/static-arm64/kestrel, likewise Copy it",
+    )
     says("script/cross", "also as one static file, and runs # the tests in emulation.")
 
 
@@ -706,7 +714,8 @@ def test_all_varies_between_the_builds_but_user_and_host(checkout):
     assert checkout.run("script/reproducible")[0] == 1
     says(
         "docs/on-the-board.md",
-        "in another folder, year, language, time zone and so on, and finds the same bytes.",
+        "`script/reproducible` builds the package twice more, in another folder, year, language, "
+        "time zone and so on, and finds the same bytes.",
     )
 
 

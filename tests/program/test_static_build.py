@@ -58,7 +58,10 @@ def test_another_way_of_linking_is_refused(tmp_path):
 def test_it_needs_no_library_and_no_loader():
     assert "NEEDED" not in elf.readelf(PROGRAM, "-d")
     assert "INTERP" not in elf.readelf(PROGRAM, "-l")
-    says("docs/on-the-board.md", "As one file that needs no library")
+    says(
+        "docs/on-the-board.md",
+        "As one file that needs no library, on any amd64 Debian 12 machine: script/build static # build/static/kestrel",
+    )
     says("CHANGELOG.md", "`script/build static` makes each program one file that needs no library.")
 
 
@@ -117,9 +120,12 @@ def test_its_menu_needs_the_description_of_the_terminal_and_nothing_else(
     assert terminal.wait_for_end() == 0
     says(
         "docs/on-the-board.md",
-        "The menu needs the description of its terminal:",
-        "or the same in the environment, if nothing can be copied",
+        "The menu needs the description of its terminal: the file of that name in `/etc/terminfo`, "
+        "`/lib/terminfo` or `/usr/share/terminfo`, as Debian has it, for example "
+        "`/lib/terminfo/l/linux`, or the same in the environment, if nothing can be copied: export "
+        "TERMINFO=b64:$(base64 -w0 /lib/terminfo/l/linux) # printed on Debian, set on the board",
     )
+    assert b"/etc/terminfo:/lib/terminfo:/usr/share/terminfo" in PROGRAM.read_bytes()
 
 
 def description(name):

@@ -218,9 +218,10 @@ def test_a_scan_that_is_no_unit_fails_before_the_part_is_touched_and_the_next_on
     says(
         DOCUMENT,
         "A unit that fails does not stop the next one.",
+        "The unit fails at the first step that goes wrong: 1. The line is taken apart.",
         "An empty line, a CR within it, too few or too many values, and a number that is there "
         "twice are refused.",
-        "So far the board has not been touched.",
+        "2. `kestrel-record check` accepts the values. So far the board has not been touched.",
     )
 
 
@@ -258,7 +259,7 @@ def test_a_number_that_has_passed_is_refused_on_another_board(station, options):
     assert shown == [refused[0], *refused]
     assert station.image == records.BLANK_V2
     assert station.run(SECOND) == ["PASS SN-0002"]
-    says(DOCUMENT, "No unit in the log has passed with one of these numbers.")
+    says(DOCUMENT, "3. No unit in the log has passed with one of these numbers.")
 
 
 def test_a_number_that_has_failed_may_be_used(station):
@@ -308,7 +309,7 @@ def test_a_board_that_has_other_numbers_is_refused_unless_replace_is_given(stati
     assert station.run(FIRST, "--replace") == ["PASS SN-0001"]
     document = {**TEMPLATE, **station.entries()[-1]["unit"]}
     assert station.image == model.written(contents, document, True)
-    says(DOCUMENT, "the board has no numbers yet, or those of this unit.")
+    says(DOCUMENT, "4. `kestrel-record read`: the board has no numbers yet, or those of this unit.")
 
 
 @pytest.mark.parametrize("held", [{}, unit_of(FIRST)], ids=["no numbers", "those of the unit"])
@@ -449,7 +450,7 @@ def test_the_log_must_have_room_for_a_line_before_a_part_is_touched(station):
     assert station.results() == [("PASS", "SN-0001")]
     says(
         DOCUMENT,
-        "The log takes a line that says `not finished`, with room for the outcome. On a full "
+        "5. The log takes a line that says `not finished`, with room for the outcome. On a full "
         "disk the board stays as it is.",
     )
 
@@ -467,7 +468,7 @@ def test_the_log_has_the_unit_on_the_disk_before_the_write_and_before_pass_is_sh
     assert [*map("".join, shown)] == ["check", "read", *put, "write", *put, "PASS"]
     says(
         DOCUMENT,
-        "The outcome takes the place of that line. PASS is shown when it is on the disk.",
+        "7. The outcome takes the place of that line. PASS is shown when it is on the disk.",
     )
 
 
@@ -653,5 +654,5 @@ def test_each_unit_of_a_file_waits_for_its_board_and_what_has_passed_is_left_out
     says(
         DOCUMENT,
         "A file of units goes on after the units that have passed.",
-        "units come from a file; press Enter when the board of each is there",
+        "./station units.csv # units come from a file; press Enter when the board of each is there",
     )
