@@ -113,7 +113,11 @@ def test_a_command_is_executed_at_once_and_the_list_stays_old(menu, sandbox):
         "and the list shows the old values until the next edit.",
     )
     says("README.md", "In the menu, `Format_v2` and `Erase` are executed **at once**.")
-    says(ARCHITECTURE, "The menu's list stays old after `Format_v2` and `Erase`.")
+    says(
+        ARCHITECTURE,
+        "| The menu's list stays old after `Format_v2` and `Erase`. |",
+        "For the format it is kept. The next edit shows the new values. |",
+    )
 
 
 def test_the_keys_of_an_edit_do_what_the_page_says(menu):
@@ -137,6 +141,7 @@ def test_the_keys_of_an_edit_do_what_the_page_says(menu):
         "There is no key to cancel it: Escape is a character like any other, keys like Delete, "
         "Home and F1 enter two, and Enter always writes what is shown.",
     )
+    says(ARCHITECTURE, "| Enter in an edit always writes; there is no key to cancel. |")
 
 
 def test_a_value_is_limited_refused_and_shown_as_the_page_says(menu, sandbox):
