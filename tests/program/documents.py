@@ -1,6 +1,7 @@
 """What the documents say, and the commands that are marked there for the tests."""
 
 import functools
+import hashlib
 import re
 import subprocess
 from pathlib import Path
@@ -30,6 +31,11 @@ def says(document, *sentences):
     """Holds sentences against what the test shows beside this call."""
     for sentence in sentences:
         assert sentence in text_of(document), sentence
+
+
+def checksum(figures):
+    """What script/with-figures.sh puts before figures."""
+    return hashlib.sha256(figures.encode()).hexdigest()[:16]
 
 
 def block(name, document):

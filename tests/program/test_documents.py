@@ -9,7 +9,7 @@ import time
 import pytest
 import records
 from conftest import DEVICE
-from documents import ROOT, block, says, transcript
+from documents import ROOT, block, checksum, says, transcript
 
 V2 = records.formatted(2)
 README = (ROOT / "README.md").read_text()
@@ -103,6 +103,13 @@ def test_the_version_is_the_same_wherever_it_stands():
         "the same version with `-1` to `debian/changelog` (`dch -v VERSION-1`). A test compares "
         "all of them.",
     )
+
+
+@pytest.mark.parametrize("document", ["docs/performance.md", "docs/reliability.md"])
+def test_the_figures_of_a_document_are_as_they_were_written(document):
+    written = re.compile(r"<!-- figures, sha256 (\w+) -->\n(.*)", re.DOTALL)
+    sum_of_figures, figures = written.search((ROOT / document).read_text()).groups()
+    assert checksum(figures) == sum_of_figures
 
 
 def test_the_recipe_with_a_lock_waits_for_the_other_writer(make_sandbox):

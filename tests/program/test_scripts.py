@@ -15,7 +15,7 @@ import elements
 import pytest
 import records
 from conftest import DEVICE
-from documents import ROOT, says
+from documents import ROOT, checksum, says
 from terminal import ENTER, Terminal
 
 V2 = records.formatted(2)
@@ -741,6 +741,10 @@ def measured(checkout):
     return checkout
 
 
+def sealed(figures):
+    return f"text\n<!-- figures, sha256 {checksum(figures)} -->\n{figures}"
+
+
 def test_figures_of_reliability_that_differ_from_the_document_are_shown_and_an_error(measured):
     document = measured.folder / "docs/reliability.md"
     status, printed, _ = measured.run("script/reliability")
@@ -748,7 +752,7 @@ def test_figures_of_reliability_that_differ_from_the_document_are_shown_and_an_e
     assert status == 1 and f"< old\n---\n> {new}" in printed and "old" in document.read_text()
     assert measured.calls()[1] == "script/build release kestrel kestrel-record short-transfers"
     assert measured.run("script/reliability", "--write")[0] == 0
-    assert document.read_text() == f"text\n<!-- figures -->\n\n{new}"
+    assert document.read_text() == sealed(f"\n{new}")
     printed = "reliability: docs/reliability.md holds\n"
     assert measured.run("script/reliability")[:2] == (0, printed)
     for broken in ("tests/program/test_record_write.py", "tests/reliability/report.py"):
@@ -756,7 +760,7 @@ def test_figures_of_reliability_that_differ_from_the_document_are_shown_and_an_e
         measured.put({broken: "exit(1)\n"})
         assert measured.run("script/reliability", "--write")[0] != 0
         measured.put({broken: works})
-    assert document.read_text() == f"text\n<!-- figures -->\n\n{new}"
+    assert document.read_text() == sealed(f"\n{new}")
     says(
         "docs/reliability.md",
         "The tables at the end are made by `script/reliability --write`",
@@ -769,7 +773,7 @@ def test_the_tables_of_the_bench_are_printed_or_written_and_its_failure_is_an_er
     assert measured.run("script/bench") == (0, "new\n", "")
     assert document.read_text() == "text\n<!-- figures -->\n\nold\n"
     assert measured.run("script/bench", "--write") == (0, "", "")
-    assert document.read_text() == "text\n<!-- figures -->\nnew --write\n"
+    assert document.read_text() == sealed("new --write\n")
     built = {call for call in measured.calls() if call.startswith("script/build")}
     assert {call.split()[1] for call in built} == {"shared", "release", "static"}
     (measured.folder / "tests/bench/report.py").write_text("print('too much')\nexit(1)\n")
