@@ -4,6 +4,7 @@ import sys
 from pathlib import Path
 
 import pytest
+from documents import says
 
 sys.path.insert(0, str(Path(__file__).parents[1] / "reliability"))
 
@@ -19,3 +20,9 @@ def test_each_failing_call_ends_as_the_model_says(make_sandbox, command, call):
     program = make_sandbox(None).program
     rows = sweep((program, PARTS["version 2"], command, call, "EIO", 1))
     assert rows["EIO"] or (call == "write" and command[0] in ("read", "dump"))
+    says(
+        "docs/reliability.md",
+        "A model of the device calls (`tests/reliability/device_model.py`) says what each round "
+        "must end with: the status, the exact message, what is on standard output, and every byte "
+        "of the part.",
+    )

@@ -4,6 +4,7 @@ import elements
 import pytest
 import records
 from device_operations import FORMAT, VERSION_READ, bring_up, element_write, erasing
+from documents import says
 
 VERSIONS = pytest.mark.parametrize("version", [1, 2])
 
@@ -49,6 +50,10 @@ def test_a_value_is_written_read_back_and_followed_by_the_crc(make_sandbox, vers
     assert operations_past_bring_up(
         sandbox, version, "-w", element.option, element.typed
     ) == element_write(version, element, len(element.stored))
+    says(
+        "docs/performance.md",
+        "`tests/program/test_device_operations.py` pins the device calls one by one.",
+    )
 
 
 @VERSIONS

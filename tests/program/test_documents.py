@@ -4,12 +4,16 @@
 
 import re
 import subprocess
+import sys
 import time
 
 import pytest
 import records
 from conftest import DEVICE
 from documents import ROOT, block, checksum, says, transcript
+
+sys.path.append(str(ROOT / "tests/bench"))
+from device_cost import Cost, bus_milliseconds, check
 
 V2 = records.formatted(2)
 README = (ROOT / "README.md").read_text()
@@ -110,6 +114,59 @@ def test_the_figures_of_a_document_are_as_they_were_written(document):
     written = re.compile(r"<!-- figures, sha256 (\w+) -->\n(.*)", re.DOTALL)
     sum_of_figures, figures = written.search((ROOT / document).read_text()).groups()
     assert checksum(figures) == sum_of_figures
+
+
+PERFORMANCE = "docs/performance.md"
+
+
+def figures(title):
+    """The numbers of a table's rows, by the words in them."""
+    lines = (ROOT / PERFORMANCE).read_text().split(f"\n**{title}**\n\n")[1].split("\n\n")[0]
+    for line in lines.splitlines()[2:]:
+        cells = [cell.strip() for cell in line.strip("|").split("|")]
+        numbers = [re.match(r"\d[\d.,]*", cell) for cell in cells]
+        words = " ".join(cell for cell, number in zip(cells, numbers) if not number)
+        yield words, [float(number[0].replace(",", "")) for number in numbers if number]
+
+
+def test_the_device_calls_of_the_tables_are_those_that_are_computed():
+    small, large = check([])[0].values()
+    rows = dict(figures("Device calls, and bytes read and written, by the size of the part"))
+    for (_, at_128), (arguments, at_2048) in zip(small, large):
+        name = " ".join(arguments[:2]) + "`" if arguments else "the menu's first screen"
+        [row] = [words for words in rows if name in words]
+        assert rows[row] == [*at_128, *at_2048, round(bus_milliseconds(at_2048))], name
+
+
+def test_what_is_said_of_the_figures_follows_from_them():
+    read, dump = "`kestrel -r --crc`", "`kestrel --raw`"
+    shared, release, static = dict(figures("Times, in multiples of `dd` of the part"))[read]
+    assert release < shared / 2 and static < release
+    says(PERFORMANCE, "Most of the cost of a read in the shared build is dynamic linking.")
+    *_, (_, [in_c]) = figures("Targets")
+    assert in_c > release
+    says(PERFORMANCE, "In the locale `C`, `dd` has less to load and is quicker;")
+    instructions = dict(figures("Instructions"))
+    *_, (_, [_, percent, _]) = figures("The CRC (release)")
+    assert (
+        percent / 100 * instructions[dump][1] > (instructions[dump][1] - instructions[read][1]) / 2
+    )
+    says(PERFORMANCE, "it is most of the extra cost of a dump.")
+    slow = figures("The virtual machine's slow bus, some 1 ms a byte, with a part of 2048 bytes")
+    assert all(percent > 99 for _, [_, _, percent] in slow)
+    says(
+        PERFORMANCE,
+        "The device calls cost far more than all else.",
+        "The table after it is measured on the virtual machine, in software emulation, where "
+        "everything takes longer; but the bus dominates either way.",
+    )
+    byte, part = (bus_milliseconds(Cost(0, size, 0)) for size in (1, 2048))
+    says(
+        PERFORMANCE,
+        f"At 100 kHz a byte takes {byte * 1000:.0f} microseconds, so that loading 2048 bytes takes "
+        f"{part:.0f} ms; the addressing and, after a write, the write cycle of the part come on "
+        "top. The last column of the table of device calls is the time of the bytes alone.",
+    )
 
 
 def test_the_recipe_with_a_lock_waits_for_the_other_writer(make_sandbox):

@@ -66,6 +66,11 @@ def test_it_calls_the_plain_file_functions_which_a_test_bed_can_replace(program)
     assert {"open", "lseek", "read", "write", "close"} <= symbols
     assert not symbols & {"__read_chk", "__open_2", "__pread_chk", "open64", "lseek64"}
     assert any(symbol.endswith("_chk") for symbol in symbols), "fortified nowhere"
+    says(
+        "docs/performance.md",
+        "The default keeps libc dynamic, since a fully static program ignores a test bed's "
+        "preloaded library.",
+    )
 
 
 @pytest.mark.parametrize(

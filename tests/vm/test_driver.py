@@ -69,13 +69,15 @@ def test_root_may_not_even_read_a_part_announced_as_read_only(make_sandbox, kind
     assert sandbox.machine.do(f"stat -c %a {EEPROM}; id -u") == f"{mode}\n0\n".encode()
     message = b"kestrel: Error: Open file descriptor: Permission denied\n"
     assert sandbox.run(*arguments) == (1, b"", message)
+    assert sandbox.machine.do(f"cat {EEPROM} | head -c 1 | wc -c") == b"1\n"
     sandbox.machine.do("part none; echo 24c16 0x50 >" + NEW_DEVICE)
     assert sandbox.image == V2
     says(
         "docs/vm.md",
         "A part that is announced to the kernel as read-only has mode 0444 or 0400; opening it "
         "for writing fails for root too.",
-        "`kestrel` always opens the part for writing, so it cannot even **read** such a part.",
+        "`kestrel` always opens the part for writing, so it cannot even **read** such a part. `cat` "
+        "can. |",
     )
     says(
         "kestrel.1",
@@ -156,7 +158,10 @@ def test_a_part_that_ignores_writes_is_noticed_by_reading_back(chip, arguments):
     chip.ignores_writes = True
     assert chip.run(*arguments) == (1, b"", b"kestrel: " + VERIFY)
     assert chip.contents == before
-    says("docs/vm.md", "A part that ignores writes reports them as done.", "Read-back detects it")
+    says(
+        "docs/vm.md",
+        "| A part that ignores writes reports them as done. | Does not happen. | Read-back detects it",
+    )
 
 
 def test_the_erase_of_a_part_that_ignores_writes_says_so_and_returns(chip):
@@ -171,8 +176,8 @@ def test_a_part_that_is_busy_after_each_byte_is_waited_for(chip):
     assert chip.contents == records.with_field(V1, "--mac1", MAC)
     says(
         "docs/vm.md",
-        "The driver waits for a part that is busy for some milliseconds after each byte.",
-        "`kestrel` need not wait.",
+        "The driver waits for a part that is busy for some milliseconds after each byte. | Does "
+        "not happen. | `kestrel` need not wait. |",
     )
 
 
@@ -183,7 +188,11 @@ def test_a_part_that_does_not_answer_fails_after_25_milliseconds(chip, machine):
     start, end = map(float, result.out.split())
     assert b"Connection timed out\n" in result.err
     assert 0.02 <= end - start < 1
-    says("docs/vm.md", "A part that does not answer fails after 25 ms with `Connection timed out`.")
+    says(
+        "docs/vm.md",
+        "A part that does not answer fails after 25 ms with `Connection timed out`. | Does not "
+        "happen. |",
+    )
 
 
 @EACH_COMMAND
