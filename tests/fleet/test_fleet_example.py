@@ -230,6 +230,10 @@ def test_no_part_of_a_line_is_left_in_a_file_of_reports_that_is_full(fleet):
         preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)),
     )
     assert (done.returncode, reports.read_bytes()) == (2, held)
+    says(
+        "examples/fleet/action_plugins/kestrel_record.py",
+        "Appends a line as a whole or not at all, whoever else appends to the file.",
+    )
     assert "File too large" in done.stdout and fleet.part("board").read_bytes() == WRITTEN
 
 
@@ -255,6 +259,11 @@ def test_a_board_gets_one_command_over_ssh_and_no_file(fleet, over_ssh):
     (call,) = over_ssh("kestrel_wait=3")
     assert "-o BatchMode=yes" in call and "ControlMaster" not in call
     assert " -tt " not in call
+    says(
+        "examples/fleet/action_plugins/kestrel_record.py",
+        "Makes a board hold its document. Runs on the controller; the board needs only a shell.",
+        "Without any input, even a newline, ssh would give the board a terminal to wait for.",
+    )
     part = f"'\"'\"'{fleet.part('board')}'\"'\"'"
     command = f"kestrel-record write --json --device {part} --wait 3 - && sleep 0"
     assert call.endswith(f" board /bin/sh -c '{command}'")
@@ -296,7 +305,7 @@ def test_a_board_that_only_root_may_write_is_written_by_sudo(fleet, over_ssh):
     says(
         DOCUMENT_FILE,
         "`ansible_become=true`: the command is run by `sudo`, which must then let that user run "
-        "a shell.",
+        "a shell. - Logging in as root.",
     )
 
 

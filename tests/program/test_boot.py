@@ -71,6 +71,10 @@ def tree(request, installed_examples, tmp_path):
         assert tree.get(tree.cells, "compatible", "s") == ["fixed-layout"]
         return tree
     subprocess.run(["sh", "-ec", block("old cells", DOCUMENT)], cwd=tmp_path, check=True)
+    says(
+        "examples/kestrel-macs.dtsi",
+        "What the kernel * does not check, and the form for kernels before 6.5: docs/on-the-board.md.",
+    )
     return Tree(tmp_path, "kestrel-macs-old.dtsi", PART)
 
 
@@ -80,11 +84,13 @@ def test_the_cells_are_where_the_record_has_its_macs(tree, facts, version):
     fields = facts["versions"][version]["fields"]
     macs = [field for field in fields if re.fullmatch(r"MAC\d", field["name"])]
     places = [[str(field["position"]), str(field["length"])] for field in macs]
+    # These are all the bytes that the kernel is told of.
     assert [tree.get(node, "reg") for node in tree.addresses()] == places
     says(
         DOCUMENT,
         "It makes an `nvmem` cell of each address, at positions that both versions of the record "
         "have in common, and gives two Ethernet drivers their cell.",
+        "**The kernel checks no CRC.** It looks for neither the version nor the pattern.",
         "It wants the cells in the part's own node,",
         "This makes the older form:",
         "The tests compile both forms and compare the positions with those of the record. They boot "

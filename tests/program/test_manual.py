@@ -308,7 +308,8 @@ def test_the_statuses_are_those_of_the_page(make_sandbox):
         says(page, f"134 ({shell}) {transfer}{more}")
     says(
         "kestrel.1",
-        "The last three are failed assertions, with status 134; two of them say that the system "
+        "Further messages mean that memory was short or that the program itself is at fault. The "
+        "last three are failed assertions, with status 134; two of them say that the system "
         "reported a transfer of more bytes than were asked for.",
     )
 
@@ -386,6 +387,7 @@ def test_the_fields_are_those_of_the_program(facts, version):
     fields = [row for row in rows if row[0] not in ("(unused)", "(user bytes)")]
     assert all(row[3] == "bytes" for row in rows if row not in fields)
     assert fields == [row_of(field) for field in layout["fields"]]
+    says("kestrel-record.5", "– the product data in the EEPROM of an embedded board DESCRIPTION")
     assert numbers(f"Version {version} The part has # bytes.", "kestrel-record.5") == [
         layout["size"]
     ]

@@ -207,7 +207,8 @@ def test_on_a_part_that_does_not_answer_every_command_fails(chip, arguments):
     )
     says(
         "kestrel.1",
-        "or ‘Connection timed out’ if the part does not answer on the bus: repeat the command;",
+        "or ‘Connection timed out’ if the part does not answer on the bus: repeat the command; if it "
+        "lasts, the part or the bus is faulty.",
     )
 
 
