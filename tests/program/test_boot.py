@@ -119,6 +119,15 @@ def test_the_part_of_the_device_tree_is_the_one_that_the_programs_open(tree):
     assert [int(number) for number in tree.get(PART, "reg")] == [int(DEVICE[-11:-7], 16)]
 
 
+def test_the_type_of_the_part_has_the_bytes_that_are_beside_it(tree, facts):
+    snippet = (tree.blob.parent / "kestrel-macs.dtsi").read_text()
+    types = re.findall(r'"atmel,24c(\d+)"', snippet)  # thousands of bits
+    sizes = re.search(r"(\d+) bytes, version 2; (\d+) bytes, version 1:", snippet)
+    expected = [facts["versions"][version]["size"] for version in "21"]
+    assert [*map(int, sizes.groups())] == [int(bits) * 128 for bits in types] == expected
+    assert tree.get(PART, "compatible", "s") == [f"atmel,24c{types[0]}"]
+
+
 # The service
 
 
@@ -149,6 +158,12 @@ def test_the_unit_waits_for_just_the_interfaces_that_it_sets(unit):
         "examples/kestrel-macs.service",
         "Earlier than this, udev might still rename an interface or give it an address of its own.",
     )
+
+
+def test_the_unit_starts_early_and_says_what_other_units_have_by_default(unit):
+    assert (unit["DefaultDependencies"], unit["Conflicts"]) == ("no", "shutdown.target")
+    assert {"network-pre.target", "shutdown.target"} == {*unit["Before"].split()}
+    assert "local-fs.target" in unit["After"].split() and "network-pre.target" in unit["Wants"]
 
 
 class Board:
