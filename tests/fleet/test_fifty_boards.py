@@ -299,6 +299,7 @@ def test_the_reports_have_one_line_for_each_board(runs, name):
     outcomes = {outcome: set() for outcome in ("changed", "unchanged", "failed", "unreachable")}
     for report in run.reports:
         assert report["check"] == (name == "check")
+        assert report["time"].endswith("+00:00")
         outcomes[report["outcome"]].add(report["host"])
         assert [*report] == ["time", "host", "check", "outcome", "msg", "report"]
     assert len(run.reports) == 50 and len(runs.fleet.reports()) == 150

@@ -237,6 +237,14 @@ def test_no_part_of_a_line_is_left_in_a_file_of_reports_that_is_full(fleet):
     assert "File too large" in done.stdout and fleet.part("board").read_bytes() == WRITTEN
 
 
+def test_a_line_for_the_file_of_reports_waits_for_who_has_locked_it(fleet):
+    plugin = "import runpy; add = runpy.run_path('action_plugins/kestrel_record.py')['append']"
+    appends = ["/usr/bin/python3", "-B", "-c", f"{plugin}; add('reports.jsonl', b'{{}}\\n')"]
+    waits = fleet.command("flock", "reports.jsonl", "timeout", "3", *appends)
+    assert (waits.returncode, fleet.reports()) == (124, [])
+    assert fleet.command(*appends).returncode == 0 and fleet.reports() == [{}]
+
+
 @pytest.fixture
 def over_ssh(fleet):
     """A board over an ssh that notes its calls and runs the command here, as a board would."""
