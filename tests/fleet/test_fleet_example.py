@@ -101,10 +101,14 @@ def test_a_host_that_the_inventory_is_wrong_for_is_only_in_the_output(fleet):
 
 
 def test_the_playbook_gathers_no_facts(fleet):
-    says(DOCUMENT_FILE, "For the same reason the playbook gathers no facts.")
+    says(
+        DOCUMENT_FILE,
+        "For the same reason the playbook gathers no facts. Other modules that you add to it may need Python.",
+    )
     says("examples/fleet/playbook.yml", "gather_facts: false # that would need Python on the board")
     fleet.set_up([Board("good", V2, DOCUMENT)])
     assert "Gathering Facts" not in fleet.run().output
+    assert fleet.command("ansible", "all", "-m", "ping").returncode != 0
 
 
 def test_the_playbook_passes_the_check_of_its_syntax(fleet):

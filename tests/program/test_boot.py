@@ -142,7 +142,12 @@ def unit(installed_examples):
 
 def test_systemd_finds_nothing_wrong_with_the_unit(installed_examples, unit):
     program = unit["ExecStart"].split()[0]
-    assert f"cp kestrel-macs {Path(program).parent}/\n" in block("boot", DOCUMENT)
+    assert block("boot", DOCUMENT).splitlines() == [
+        "cd /usr/share/doc/kestrel/examples",
+        f"cp kestrel-macs {Path(program).parent}/",
+        "cp kestrel-macs.service /etc/systemd/system/",
+        "systemctl enable kestrel-macs",
+    ]
     bound = ["proot", "-v", "-1", "-b", f"{installed_examples}/kestrel-macs:{program}"]
     verify = ["systemd-analyze", "verify", installed_examples / "kestrel-macs.service"]
     done = subprocess.run([*bound, *verify], capture_output=True, check=False)
