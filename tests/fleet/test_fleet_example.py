@@ -47,7 +47,7 @@ def test_the_installed_inventory_brings_the_installed_documents_to_its_boards(fl
         DOCUMENT_FILE,
         "The example in `examples/fleet/` (`/usr/share/doc/kestrel/examples/fleet/`) makes each "
         "board hold the document that the inventory names for it.",
-        "Put the documents into `documents/` and the hosts into `inventory.ini`.",
+        "Put the documents into `documents/` and the hosts into `inventory.ini`. Then, in that folder:",
         "**No Python**: a module of Ansible would need it, but the task `kestrel_record` is an "
         "action plugin, which runs on the controller.",  # LOCAL has no Python
     )

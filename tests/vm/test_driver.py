@@ -162,6 +162,10 @@ def test_a_part_that_ignores_writes_is_noticed_by_reading_back(chip, arguments):
         "docs/vm.md",
         "| A part that ignores writes reports them as done. | Does not happen. | Read-back detects it",
     )
+    says(
+        "docs/on-the-board.md",
+        "- Where the board has a write-protect pin, that alone is a real protection.",
+    )
 
 
 def test_the_erase_of_a_part_that_ignores_writes_says_so_and_returns(chip):
