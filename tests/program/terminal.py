@@ -109,6 +109,7 @@ class Terminal:
         if self.child.isalive():
             self.child.send(F1 + ENTER + F1)  # the first is part of the text in an edit
             self.wait_until(lambda: not self.child.isalive())
+            assert self.child.exitstatus != 23  # the leak sanitizer's
         self.child.close(force=True)
 
     def wake_ups(self):

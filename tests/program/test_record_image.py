@@ -2,6 +2,7 @@
 
 import os
 import random
+import signal
 import stat
 import subprocess
 
@@ -97,6 +98,16 @@ def test_a_symbolic_link_stays_and_what_it_names_is_made(record, tmp_path, there
     assert [path.name for path in (tmp_path / "folder").iterdir()] == ["target"]
 
 
+def test_as_many_links_are_followed_as_the_system_follows(record, tmp_path):
+    target = tmp_path / "0"
+    target.write_bytes(b"old")
+    for number in range(1, 41):
+        (tmp_path / str(number)).symlink_to(str(number - 1))
+    assert image(record, tmp_path / "40").status == 0
+    assert target.read_bytes() == V1
+    assert all((tmp_path / str(number)).is_symlink() for number in range(1, 41))
+
+
 def test_a_pipe_is_written_and_stays(record, tmp_path):
     pipe = tmp_path / "pipe"
     os.mkfifo(pipe)
@@ -150,6 +161,13 @@ def test_what_cannot_be_written_is_status_4(record, tmp_path, name, reason):
     assert (result.status, result.out) == (4, b"") and result.err.startswith(b"kestrel-record: ")
     assert result.err.endswith(b": " + reason + b"\n")
     assert files() == before
+
+
+def test_a_signal_while_the_file_is_made_takes_effect_after_that(record, tmp_path):
+    file = tmp_path / "image"
+    tracing = ["strace", "-o", os.devnull, "-e", "inject=fsync:signal=SIGTERM"]
+    assert image(record, file, before=tracing).status == -signal.SIGTERM
+    assert file.read_bytes() == V1 and list(tmp_path.iterdir()) == [file]
 
 
 @pytest.mark.parametrize("there", [True, False], ids=["old file", "no file"])
