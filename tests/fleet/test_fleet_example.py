@@ -284,7 +284,7 @@ def test_a_board_gets_one_command_over_ssh_and_no_file(fleet, over_ssh):
         "It starts one command on the board and gives it the document on its standard input. No "
         "file is copied to the board, and nothing is left there.",
         "A shell, an SSH server and `kestrel-record` on the `PATH` that commands over SSH have.",
-        "`ansible.cfg` says that ssh must not ask anything:",
+        "Use keys, not passwords. `ansible.cfg` says that ssh must not ask anything:",
         "On the board a run is one login and one command,",
     )
     says(
@@ -309,7 +309,11 @@ def test_a_board_that_only_root_may_write_is_written_by_sudo(fleet, over_ssh):
     assert re.search(" -u root /bin/sh -c .*kestrel-record write ", used.read_text())
     assert "--wait" not in used.read_text()
     says(DOCUMENT_FILE, "A locked part is waited for as long as `kestrel-record` does by itself;")
-    says(MODULE, "part; without it, as long as C(kestrel-record) does by itself.")
+    says(
+        MODULE,
+        "How many seconds to wait for a program that has locked the part; without it, as long as "
+        "C(kestrel-record) does by itself.",
+    )
     says(
         "examples/fleet/inventory.ini",
         "# Unless the user may write the part, as in 90-kestrel.rules: #ansible_become=true",
@@ -336,7 +340,9 @@ def test_a_connection_that_breaks_is_unreachable_and_the_next_run_shows_what_the
     assert fleet.run().report("board")["outcome"] == "unchanged"
     says(
         DOCUMENT_FILE,
-        "a board whose host key is not known is unreachable.",  # ssh ends like this for both
+        # ssh ends like this, too, if a key is not known.
+        "a board whose host key is not known is unreachable. Collect the keys when the boards are "
+        "made, or with `ssh-keyscan` on a network that you trust.",
         "Where a connection breaks in the middle, the board may have been written. The record is "
         "whole all the same, and the next run shows what it is.",
     )

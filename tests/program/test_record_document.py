@@ -434,3 +434,4 @@ def test_the_schema_has_the_keys_of_the_program_in_its_order(make_part):
     for version, form in zip((1, 2), SCHEMA["anyOf"]):
         part = make_part(model.formatted(version))
         assert [*json.loads(part.run("read").out)] == [*form["properties"]]
+        assert form["title"] == f"Version {version}"
