@@ -343,7 +343,7 @@ def test_a_part_that_does_not_fit_is_refused_with_the_reason(station, contents, 
 def test_a_template_of_version_1_makes_boards_of_version_1(station):
     station.image = records.BLANK_V1
     template = station.folder / "template.json"
-    template.write_text('{"version": 1, "type": "0x1e"}')
+    template.write_text('{"version": 1, "type": "0x1e", "mac1": "02:a5:5e:12:34:99"}')
     assert station.run(FIRST, "--template", template) == ["PASS SN-0001"]
     assert station.holds(FIRST) and station.document()["type"] == "0x1e"
     says(DOCUMENT, 'For a part of 128 bytes, `"version": 1`.')
