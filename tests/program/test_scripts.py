@@ -856,6 +856,64 @@ def test_a_newcomers_system_is_debian_13_unless_another_is_named(checkout, argum
     says("CONTRIBUTING.md", "You need Debian 12 or 13; the scripts install the rest.")
 
 
+# Without its options setpriv only runs a command here, which finds them in BY.
+NEWCOMERS_TOOLS = {
+    "chown": "",
+    "git": 'cp -r "$3" "$4"',
+    "mount": "exit 1",
+    "setpriv": """by=
+while case $1 in --*) ;; *) false ;; esac; do by="$by $1"; shift; done
+BY=$by exec "$@" """,
+    "unshare": "exit 1",
+    "useradd": "mkdir /home/newcomer",
+}
+TESTS = "log=build/dev/Testing/Temporary/LastTest.log; mkdir -p ${log%/*}; echo tests passed"
+STEP = 'echo "${0##*/} in $PWD by$BY" >>/srv/steps'
+
+
+def newcomer(tmp_path, **broken):
+    """The status of a newcomer's day in folders of its own, and the commands that it came to."""
+    for name in ("srv/bin", "srv/kestrel/script", "home", "tmp"):
+        (tmp_path / name).mkdir(parents=True)
+    files = {f"bin/{name}": text for name, text in NEWCOMERS_TOOLS.items()}
+    files["kestrel/script/demo"] = f"{STEP}; echo '== The first'"
+    files["kestrel/script/test"] = f"{STEP}; {TESTS}; echo 7 passed >>$log"
+    for name, text in {**files, **broken}.items():
+        (tmp_path / "srv" / name).write_text(f"#!/bin/sh\n{text}\n")
+        (tmp_path / "srv" / name).chmod(0o755)
+    shutil.copy(ROOT / "tests/package/newcomer", tmp_path / "srv")
+    bound = [f"--bind={tmp_path}/{name}:/{name}" for name in ("srv", "home", "tmp")]
+    done = subprocess.run(
+        ["proot", "-v", "-1", *bound, "sh", "/srv/newcomer"],
+        env={"PATH": f"/srv/bin:{os.environ['PATH']}"},
+        stdout=subprocess.PIPE,
+        check=False,
+    )
+    return done.returncode, (tmp_path / "srv/steps").read_text().splitlines()
+
+
+def test_a_newcomer_runs_both_commands_confined_and_as_a_user(tmp_path):
+    confined = "by --bounding-set=-sys_admin --inh-caps=-sys_admin --no-new-privs"
+    user = "by --reuid=newcomer --regid=newcomer --clear-groups"
+    places = [f"in /srv/a b'c%d/kestrel {confined}", f"in /home/newcomer/kestrel {user}"]
+    steps = [f"{name} {place}" for place in places for name in ("demo", "test")]
+    assert newcomer(tmp_path) == (0, steps)
+
+
+@pytest.mark.parametrize(
+    "name, does",
+    [
+        ("bin/unshare", ""),
+        ("bin/mount", ""),
+        ("kestrel/script/demo", "echo '== The first'; exit 1"),
+        ("kestrel/script/test", f"{TESTS}; echo 7 passed >$log; exit 1"),
+        ("kestrel/script/test", f"{TESTS}; echo 1 skipped >$log"),
+    ],
+)
+def test_what_goes_wrong_at_a_newcomer_is_an_error(tmp_path, name, does):
+    assert newcomer(tmp_path, **{name: f"{STEP}; {does}"})[0] == 1
+
+
 def hooks_of(made):
     return re.findall(r"--customize-hook=(.*?)(?= --customize-hook=| \w+ /dev/null$)", made)
 
