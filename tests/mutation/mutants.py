@@ -76,7 +76,7 @@ def mutants(path):
 class Tree:
     """A copy of the sources with a build of its own."""
 
-    noticed = []  # the program tests that noticed changes, the latest first; of all trees
+    noticed = {}  # by file: the program tests that noticed changes, the latest first; of all trees
 
     def __init__(self, directory):
         self.root = Path(directory)
@@ -115,14 +115,15 @@ class Tree:
                 return status
         return 0
 
-    def pytest(self, tests):
+    def pytest(self, path, tests):
         cache = self.build / "pytest"
         command = ["/usr/bin/python3", "-B", "-m", "pytest", "-x", "-q", "-o", f"cache_dir={cache}"]
         status = self.run([*command, f"--programs={self.build}", *tests], 300)
         failed = cache / "v/cache/lastfailed"
         if failed.exists():
             names = [name for name in json.loads(failed.read_text()) if "::" in name]
-            Tree.noticed = (names + [name for name in self.noticed if name not in names])[:15]
+            earlier = self.noticed.get(path, [])
+            self.noticed[path] = (names + [name for name in earlier if name not in names])[:15]
             failed.unlink()
         return status
 
@@ -130,8 +131,8 @@ class Tree:
         if not self.compiles("all"):
             return "does not compile"
         modules = program_tests(path)
-        likely = [name for name in self.noticed if name.split("::")[0] in modules]
-        return likely and self.pytest(likely) or self.pytest(modules)
+        likely = self.noticed.get(path)
+        return likely and self.pytest(path, likely) or self.pytest(path, modules)
 
     def verdict(self, mutant):
         path, number, _, new = mutant

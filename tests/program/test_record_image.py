@@ -135,7 +135,8 @@ def full(tmp_path):
 
 def test_a_device_is_written_and_stays(record, full):
     result = image(record, full)
-    assert (result.status, result.out) == (4, b"") and b"No space left on device" in result.err
+    reason = b": Error writing to file descriptor:: No space left on device\n"
+    assert (result.status, result.out) == (4, b"") and result.err.endswith(reason)
     assert stat.S_ISCHR(os.stat(full).st_mode)
 
 
