@@ -92,6 +92,7 @@ def test_the_cells_are_where_the_record_has_its_macs(tree, facts, version):
         "have in common, and gives two Ethernet drivers their cell.",
         "**The kernel checks no CRC.** It looks for neither the version nor the pattern.",
         "It wants the cells in the part's own node,",
+        "The file has the form that Linux knows since 6.5, `fixed-layout`.",
         "This makes the older form:",
         "The tests compile both forms and compare the positions with those of the record. They boot "
         "no kernel with them;",
@@ -126,6 +127,10 @@ def test_the_type_of_the_part_has_the_bytes_that_are_beside_it(tree, facts):
     expected = [facts["versions"][version]["size"] for version in "21"]
     assert [*map(int, sizes.groups())] == [int(bits) * 128 for bits in types] == expected
     assert tree.get(PART, "compatible", "s") == [f"atmel,24c{types[0]}"]
+    says(
+        "examples/kestrel-macs.dtsi",
+        'compatible = "atmel,24c16"; /* 2048 bytes, version 2; 128 bytes, version 1: "atmel,24c01" */',
+    )
 
 
 # The service
@@ -159,8 +164,19 @@ def test_the_unit_waits_for_just_the_interfaces_that_it_sets(unit):
     devices = {f"sys-subsystem-net-devices-{interface}.device" for interface in interfaces}
     for key in ("Wants", "After"):
         assert {name for name in unit[key].split() if name.endswith(".device")} == devices
+    assert not {"Requires", "BindsTo", "Requisite"} & {*unit}
+    says(
+        DOCUMENT,
+        "systemd waits for an interface for 90, and starts the script without it then.",
+        "Then name the board's interfaces in `/etc/systemd/system/kestrel-macs.service`, in three "
+        "lines.",
+    )
     says(
         "examples/kestrel-macs.service",
+        "Gives the network interfaces the MAC addresses of the EEPROM before the network starts. "
+        "Name your # interfaces in Wants=, After= and ExecStart=. How to install it: "
+        "docs/on-the-board.md.",
+        "Description=MAC addresses of the network interfaces from the EEPROM",
         "Earlier than this, udev might still rename an interface or give it an address of its own.",
     )
 
@@ -169,6 +185,8 @@ def test_the_unit_starts_early_and_says_what_other_units_have_by_default(unit):
     assert (unit["DefaultDependencies"], unit["Conflicts"]) == ("no", "shutdown.target")
     assert {"network-pre.target", "shutdown.target"} == {*unit["Before"].split()}
     assert "local-fs.target" in unit["After"].split() and "network-pre.target" in unit["Wants"]
+    assert unit["WantedBy"] == "multi-user.target"
+    says(DOCUMENT, "It is run at every start from then on.")
 
 
 class Board:
@@ -219,6 +237,11 @@ def test_each_interface_of_the_unit_gets_its_address_from_an_intact_record(make_
     assert board.calls("ip") == BOTH
     says(
         DOCUMENT,
+        "### By a service of systemd [examples/kestrel-macs](../examples/kestrel-macs) sets the "
+        "addresses with `kestrel-record` and `ip`, and [examples/kestrel-macs.service]"
+        "(../examples/kestrel-macs.service) runs it before the network starts:",
+        "Without systemd, run the script as `kestrel-macs eth0=mac1 eth1=mac2` from whatever starts "
+        "the network.",
         "An interface that is up, as after a start over the network, is not taken down. Most drivers "
         "refuse a new address then.",
     )
@@ -247,7 +270,15 @@ def test_without_an_intact_record_every_interface_is_left_as_it_is_and_named(mak
         assert messages.decode() == transcript("failed boot", DOCUMENT, prompt="$")[1][1]
     says(
         DOCUMENT,
+        "There are two ways. With the first the kernel reads the addresses itself, and has them for "
+        "a start over the network, too. The second checks the record before it uses it.",
         "An interface is **left as it is** if the part is absent, if its record is not intact,",
+    )
+    says(
+        "examples/kestrel-macs",
+        "Gives network interfaces the MAC addresses that the board's EEPROM holds. # usage: "
+        "kestrel-macs INTERFACE=FIELD... such as eth0=mac1 # An interface whose address cannot be "
+        "had,",
     )
 
 

@@ -98,6 +98,11 @@ def test_every_refused_unit_is_named(run):
     *_, messages = run("images", UNITS.replace("SN-000000", "SN-00000000"))
     named = [line for line in messages.decode().splitlines() if line.endswith(": no image")]
     assert named == ["SN-000000004711: no image", "SN-000000004712: no image"]
+    says(
+        DOCUMENT,
+        "There are images of all units or of none: if one is refused, or a number or an address "
+        "stands twice, it says so, and there is no folder `images`.",
+    )
 
 
 @pytest.mark.parametrize("units", ["", "\r\n"], ids=["empty", "only an empty line"])

@@ -9,8 +9,7 @@ from pathlib import Path
 
 import pytest
 import records
-
-ROOT = Path(__file__).parents[2]
+from documents import ROOT, says
 
 
 @pytest.fixture
@@ -54,6 +53,29 @@ def test_everything_is_installed_below_the_prefix_and_the_destination(build, tmp
     # The folder for zsh depends on the prefix that the build was configured with.
     modes = {re.sub(r"/zsh/[\w-]+/", "/zsh/completions/", name): modes[name] for name in modes}
     assert modes == {f"{prefix}/{name}": mode for name, mode in of_the_tree()}
+    assert "include(GNUInstallDirs)" in (ROOT / "CMakeLists.txt").read_text()
+    says(
+        "docs/on-the-board.md",
+        "`DESTDIR` and the folders of GNUInstallDirs (`CMAKE_INSTALL_BINDIR` and so on) work as "
+        "everywhere.",
+        "The programs are installed to `bin`, not `sbin`: who may use them is a matter of the file's "
+        "permissions, and a service user has no `sbin` in its path.",
+    )
+    says(
+        "README.md",
+        "The scripts are in the source tree; the package has the programs, their manual and these "
+        "documents.",
+        "- `man/`, `completion/`, `examples/`: the manual, completion for bash and zsh, and the "
+        "examples.",
+    )
+    says(
+        "CHANGELOG.md",
+        "- Manual pages, completion for bash and zsh, a JSON Schema of the document, and a Debian "
+        "package.",
+        "- Examples: a station of a production line, a fleet driven by Ansible, network interfaces "
+        "that get their MAC addresses from the part at boot, images for a programmer of parts, and a "
+        "udev rule that lets a service use the part.",
+    )
 
 
 def test_an_installed_program_works(make_sandbox, build, tmp_path):

@@ -8,7 +8,7 @@ import subprocess
 from pathlib import Path
 
 import pytest
-from documents import ROOT
+from documents import ROOT, says
 
 TYPE, FLAGS, DYNAMIC = "CMAKE_BUILD_TYPE", "CMAKE_CXX_FLAGS", "KESTREL_DYNAMIC"
 COMPILER, LINKER = "CMAKE_CXX_COMPILER", "CMAKE_EXE_LINKER_FLAGS"
@@ -58,6 +58,14 @@ def test_a_preset_is_like_another_but_for_its_own_variables(preset, like, other)
     assert {name for name in found if found[name] != same.get(name)} == {*other}
     assert {*same} <= {*found}
     assert all(value in found[name] for name, value in other.items())
+    says(
+        "docs/performance.md",
+        "The development builds (`dev`, `clang`, `asan`, `coverage`, `fuzz`) are linked like "
+        "`shared`: the sanitizers want to see libstdc++, and linking is quicker.",
+        "Each segment costs a page fault: `static` puts code and constants into one segment, and "
+        "packs its relocations where the linker can.",
+    )
+    says("CONTRIBUTING.md", "script/build dev # build/dev/kestrel; warnings are errors")
 
 
 WARNED_OF = """

@@ -552,6 +552,7 @@ def test_every_source_folder_is_analysed_and_both_compilers_build(checkers):
         (call,) = (call for call in checkers.calls() if call.startswith(checker))
         assert folders <= set(re.findall(r"\w+", call)), checker
     assert {"script/build dev", "script/build clang"} <= {*checkers.calls()}
+    says("CONTRIBUTING.md", "script/lint # formatting, both compilers' warnings, checkers")
 
 
 @pytest.mark.parametrize("checker", CHECKERS)
@@ -597,6 +598,7 @@ def test_the_package_for_an_architecture_is_made_in_a_system_of_its_own(
     checkout, committed, architecture, system, host
 ):
     assert committed
+    checkout.fake("mmdebstrap", '[ "$TMPDIR" = "$PWD/build" ]')
     assert checkout.run("script/package", architecture) == (0, "", "")
     made = "\n".join(checkout.calls()).split("mmdebstrap ")[1]
     folder = f"build/package-{architecture}"
@@ -605,6 +607,15 @@ def test_the_package_for_an_architecture_is_made_in_a_system_of_its_own(
     assert f"=sync-in {folder} /srv " in made and f"=sync-out /srv {folder} bookworm" in made
     assert (checkout.folder / folder / "kestrel-1.2.3/debian/rules").is_file()
     assert checkout.calls()[-1].endswith(f" {folder}/*.changes")
+    says(
+        "docs/on-the-board.md",
+        "As a package of what is committed, on any amd64 Debian 12 machine: script/package # for "
+        "amd64, with all tests of the program, into build/package/ script/package armhf # for a "
+        "32-bit ARM board, without the tests, into build/package-armhf/ script/package arm64 # for a "
+        "64-bit ARM board, likewise The two for ARM need no ARM machine, and change nothing on the "
+        "one where they run: a Debian system for both architectures is made below `build/` and "
+        "removed at the end.",
+    )
 
 
 @pytest.mark.parametrize(
@@ -958,6 +969,13 @@ def test_everything_that_must_pass_is_run_and_what_fails_ends_it(checkout):
     assert tested | {"script/cross armhf", "script/cross arm64"} <= {*calls}
     assert calls.index("script/package ") < calls.index("script/package-test ")
     assert calls.index("script/package ") < calls.index("script/reproducible ")
+    assert not {"script/package armhf", "script/package arm64"} & {*calls}
+    says(
+        "CONTRIBUTING.md",
+        "3. Commit, and run `.ci/run`, which leaves the release tarball and the packages in "
+        "`build/package/`. Run `script/package armhf` and `script/package arm64`, which it leaves "
+        "out.",
+    )
     for check in checks:
         checkout.fake(check, "exit 3")
         assert checkout.run(".ci/run")[0] == 3

@@ -274,6 +274,10 @@ def test_the_board_that_has_passed_passes_again_and_is_logged_once(station):
     image, log = station.image, station.log.read_bytes()
     assert station.run(FIRST * 2) == ["PASS SN-0001: passed before"] * 2
     assert (station.image, station.log.read_bytes()) == (image, log)
+    says(
+        DOCUMENT,
+        "Only the same board may be scanned again: it passes without a new line in the log.",
+    )
 
 
 def test_a_board_with_the_numbers_of_one_that_has_passed_is_refused(station):
@@ -309,7 +313,13 @@ def test_a_board_that_has_other_numbers_is_refused_unless_replace_is_given(stati
     assert station.run(FIRST, "--replace") == ["PASS SN-0001"]
     document = {**TEMPLATE, **station.entries()[-1]["unit"]}
     assert station.image == model.written(contents, document, True)
-    says(DOCUMENT, "4. `kestrel-record read`: the board has no numbers yet, or those of this unit.")
+    says(
+        DOCUMENT,
+        "4. `kestrel-record read`: the board has no numbers yet, or those of this unit.",
+        "Start `--replace` for one board, and stop it after that: if a label is scanned while the "
+        "board before is still there, that board becomes the new unit.",
+        "With `--replace` the board may have any numbers.",
+    )
 
 
 @pytest.mark.parametrize("held", [{}, unit_of(FIRST)], ids=["no numbers", "those of the unit"])
@@ -320,6 +330,14 @@ def test_an_intact_record_keeps_what_is_not_named(station, held):
     document = {**TEMPLATE, **station.entries()[-1]["unit"]}
     assert station.image == model.written(contents, document)
     assert station.document()["ari"] == "0x105c8123"
+    station.image = model.encoded(V2, 2, {**unit_of(SECOND), "ari": "0x105c8123"})
+    assert station.run(SECOND, "--replace") == ["PASS SN-0002"]
+    assert station.document()["ari"] == "0x105c8000"
+    says(
+        DOCUMENT,
+        "6. `kestrel-record write` writes and compares. An intact record keeps the fields that "
+        "nothing names; otherwise, and with `--replace`, the board starts from a fresh record.",
+    )
 
 
 @pytest.mark.parametrize(
