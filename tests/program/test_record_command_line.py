@@ -178,6 +178,10 @@ def test_a_document_that_fails_to_be_read_to_its_end_is_status_4(part):
     message = re.sub(" /[^:]*", " NAME", result.err.decode())
     reason = "cannot read NAME: Input/output error; the part was not changed"
     assert (result.status, message) == (4, f"kestrel-record: {reason}\n")
+    folder = os.open(part.path.parent, os.O_RDONLY)
+    result = part.run("check", "-", stdin=folder)
+    os.close(folder)
+    assert result == (4, b"", b"kestrel-record: cannot read standard input: Is a directory\n")
 
 
 @pytest.mark.parametrize("error", ["EINTR", "EAGAIN"])
