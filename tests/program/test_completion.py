@@ -77,6 +77,7 @@ class Shell:
     def enter(self, line):
         self.child.send("\x15" + line + "; echo do''ne\r")
         self.child.expect_exact("done\r\n")
+        self.child.expect_exact("> ")  # zsh lists nothing for keys that came before
 
     def press(self, keys):
         """Types keys on an empty line; the line that results, and what appears on the screen."""
