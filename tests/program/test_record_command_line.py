@@ -323,6 +323,8 @@ def test_the_lock_is_waited_for_as_long_as_asked_and_10_seconds_by_itself(part, 
     for seconds, process in waiting.items():
         assert process.wait() == 5
         assert seconds <= time.monotonic() - start < seconds + 2
+    _, calls = part.strace([], "read", "--wait=1")
+    assert 1 < sum("flock(" in call for call in calls) <= 102  # it sleeps between them
 
 
 def opened(process):

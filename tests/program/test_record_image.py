@@ -86,13 +86,14 @@ def test_a_name_without_a_folder_is_one_in_the_working_directory(record, tmp_pat
     assert (tmp_path / "image").read_bytes() == V1
 
 
+@pytest.mark.parametrize("start", ["", "/"], ids=["relative", "absolute"])
 @pytest.mark.parametrize("there", [True, False], ids=["to a file", "to nothing"])
-def test_a_symbolic_link_stays_and_what_it_names_is_made(record, tmp_path, there):
+def test_a_symbolic_link_stays_and_what_it_names_is_made(record, tmp_path, there, start):
     (tmp_path / "folder").mkdir()
     target, link = tmp_path / "folder/target", tmp_path / "link"
     if there:
         target.write_bytes(b"old")
-    link.symlink_to("folder/target")
+    link.symlink_to(target if start else "folder/target")
     assert image(record, link).status == 0
     assert link.is_symlink() and target.read_bytes() == V1
     assert [path.name for path in (tmp_path / "folder").iterdir()] == ["target"]
@@ -171,22 +172,33 @@ def test_a_signal_while_the_file_is_made_takes_effect_after_that(record, tmp_pat
     assert file.read_bytes() == V1 and list(tmp_path.iterdir()) == [file]
 
 
+def with_fault(record, tmp_path, fault):
+    """A strace with the fault in front of the program; LAST is the last one of the calls."""
+    log = tmp_path / "log"
+    call = fault.split(":")[0]
+    image(record, tmp_path / "other", before=["strace", "-o", log, "-e", f"trace={call}"])
+    fault = fault.replace("LAST", str(log.read_text().count(f"{call}(")))
+    return ["strace", "-o", log, "-e", f"inject={fault}"]
+
+
 @pytest.mark.parametrize("there", [True, False], ids=["old file", "no file"])
 @pytest.mark.parametrize(
     "fault",
-    ["write:error=ENOSPC:when=LAST", "fsync:error=EIO", "rename,renameat,renameat2:error=EIO"],
+    [
+        "write:error=ENOSPC:when=LAST",
+        "fsync:error=EIO",
+        "close:error=EIO:when=LAST",
+        "rename,renameat,renameat2:error=EIO",
+    ],
 )
 def test_a_file_that_cannot_be_made_leaves_the_folder_as_it_was(record, tmp_path, fault, there):
     folder = tmp_path / "folder"
     folder.mkdir()
     file = folder / "image"
-    log = tmp_path / "log"
-    image(record, tmp_path / "other", before=["strace", "-o", log, "-e", "trace=write"])
-    fault = fault.replace("LAST", str(log.read_text().count("write(")))
     if there:
         file.write_bytes(b"old")
-    result = image(record, file, before=["strace", "-o", log, "-e", f"inject={fault}"])
-    calls = log.read_text()
+    result = image(record, file, before=with_fault(record, tmp_path, fault))
+    calls = (tmp_path / "log").read_text()
     assert "INJECTED" in calls and f'openat(AT_FDCWD, "{folder}/.' in calls  # and not elsewhere
     assert result.status == 4 and result.err.startswith(b"kestrel-record: ")
     assert [path.read_bytes() for path in folder.iterdir()] == ([b"old"] if there else [])
@@ -207,6 +219,8 @@ def test_a_file_that_has_lost_its_name_is_written_and_no_other_of_that_name(reco
         assert image(record, "/proc/self/fd/1", stdout=file).status == 0
         file.seek(0)
         assert (file.read(), other.read_bytes()) == (V1, b"other")
+        failing = with_fault(record, tmp_path, "close:error=EIO:when=LAST")
+        assert image(record, "/proc/self/fd/1", stdout=file, before=failing).status == 4
 
 
 @VERSIONS
