@@ -219,6 +219,7 @@ def test_where_the_document_names_the_other_version_it_alone_differs(make_part, 
     part = make_part(records.formatted(version, size))
     report = part.report("diff", document=model.sample(3 - version))
     assert (report["result"], report["status"], report["changed"]) == ("differs", 1, ["version"])
+    assert report["version"] == version
     assert (report["before"], report["after"]) == ({"version": version}, {"version": 3 - version})
 
 
