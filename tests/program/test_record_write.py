@@ -431,7 +431,7 @@ def test_a_call_that_claims_more_than_was_asked_aborts(make_part, fault):
 # Signals
 
 
-@pytest.mark.parametrize("name", ["SIGINT", "SIGTERM", "SIGHUP"])
+@pytest.mark.parametrize("name", ["SIGINT", "SIGTERM", "SIGHUP", "SIGALRM"])
 @pytest.mark.parametrize("call", ["lseek:when=2", "write:when=1", "read:when=2"])
 def test_a_signal_during_the_write_takes_effect_after_the_report(make_part, name, call):
     part = make_part(records.formatted(2))
