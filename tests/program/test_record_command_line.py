@@ -411,6 +411,12 @@ def test_an_output_that_cannot_be_written_is_status_4(part, command):
     assert result.status == 4 and result.err.startswith(cannot) and result.err.count(b"\n") == 1
 
 
+def test_what_failed_before_its_report_could_not_be_written_keeps_its_status(part):
+    with open("/dev/full", "wb") as full:
+        result = part.run("check", "--json", "--set", "type=1", stdout=full)
+    assert (result.status, result.err.count(b"\n")) == (3, 2)
+
+
 @pytest.mark.parametrize("command", [*PRINTING, ["image", "--set=version=2", "-o", "-"]], ids=str)
 def test_a_pipe_that_nobody_reads_is_status_4(part, command):
     reading, writing = os.pipe()
