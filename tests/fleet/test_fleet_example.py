@@ -268,7 +268,7 @@ def over_ssh(fleet):
 
 
 def test_a_board_gets_one_command_over_ssh_and_no_file(fleet, over_ssh):
-    (call,) = over_ssh("kestrel_wait=3")
+    (call,) = over_ssh("kestrel_wait=0")
     assert "-o BatchMode=yes" in call and "ControlMaster" not in call
     assert " -tt " not in call
     says(
@@ -277,7 +277,7 @@ def test_a_board_gets_one_command_over_ssh_and_no_file(fleet, over_ssh):
         "Without any input, even a newline, ssh would give the board a terminal to wait for.",
     )
     part = f"'\"'\"'{fleet.part('board')}'\"'\"'"
-    command = f"kestrel-record write --json --device {part} --wait 3 - && sleep 0"
+    command = f"kestrel-record write --json --device {part} --wait 0 - && sleep 0"
     assert call.endswith(f" board /bin/sh -c '{command}'")
     says(
         DOCUMENT_FILE,
