@@ -287,14 +287,35 @@ def test_what_fails_ends_the_tests_with_its_status(tools, failing, preset):
 # script/sandbox
 
 
-def in_sandbox(*arguments, **options):
-    return subprocess.run(
-        [ROOT / "script/sandbox", *arguments],
-        capture_output=True,
-        check=False,
-        stdin=subprocess.DEVNULL,
-        **{"env": {**os.environ, "SHELL": "/bin/sh"}, **options},
-    )
+@pytest.fixture(scope="module")
+def release():
+    subprocess.run([ROOT / "script/build", "release", "kestrel", "kestrel-record"], check=True)
+    return ROOT / "build/release"
+
+
+@pytest.fixture
+def sandboxes(checkout, release):
+    """A checkout that is built."""
+    for name in ("script/setup", "script/build"):
+        checkout.fake(name)
+    (checkout.folder / "build").mkdir()
+    for preset in ("dev", "release"):
+        (checkout.folder / "build" / preset).symlink_to(release)
+    return checkout
+
+
+@pytest.fixture
+def in_sandbox(sandboxes):
+    def run(*arguments, **options):
+        return subprocess.run(
+            [sandboxes.folder / "script/sandbox", *arguments],
+            capture_output=True,
+            check=False,
+            env={**os.environ, "SHELL": "/bin/sh", **options.pop("env", {})},
+            **{"input": b"", **options},
+        )
+
+    return run
 
 
 @pytest.mark.parametrize(
@@ -302,9 +323,10 @@ def in_sandbox(*arguments, **options):
     [(["--v1"], records.formatted(1)), (["--v2"], V2), ([], records.BLANK_V2)],
     ids=["v1", "v2", "blank"],
 )
-def test_a_sandbox_has_the_part_that_its_option_says(part, contents):
+def test_a_sandbox_has_the_part_that_its_option_says(sandboxes, in_sandbox, part, contents):
     done = in_sandbox(*part, "cat", f"/{DEVICE}")
     assert (done.returncode, done.stdout, done.stderr) == (0, contents, b"")
+    assert sandboxes.calls() == ["script/setup try", "script/build release kestrel kestrel-record"]
     says(
         "script/sandbox",
         "Without an option the part is blank and has 2048 bytes.",
@@ -315,7 +337,7 @@ def test_a_sandbox_has_the_part_that_its_option_says(part, contents):
 
 
 @pytest.mark.parametrize("relative", [False, True], ids=["absolute", "relative"])
-def test_a_sandbox_keeps_the_named_image(tmp_path, relative):
+def test_a_sandbox_keeps_the_named_image(in_sandbox, tmp_path, relative):
     image = tmp_path / "an image.bin"
     image.write_bytes(V2)
     name = image.name if relative else image
@@ -328,28 +350,25 @@ def test_a_sandbox_keeps_the_named_image(tmp_path, relative):
     )
 
 
-DEV = f"{ROOT}/build/dev/kestrel"
 DEBUGGED = {
     "kestrel --raw": "FormatVersion ",
     "kestrel -r --valid": "1\n",
     "strace -e lseek,read,write kestrel -w --pcb_rev 001": '"001", 3)',
-    "gdb --args build/dev/kestrel -w --pcb_rev 001": f"gdb --args {DEV} -w --pcb_rev 001\n",
+    "gdb --args build/dev/kestrel -w --pcb_rev 001": "gdb --args build/dev/kestrel -w --pcb_rev 001\n",
     "valgrind build/dev/kestrel --raw": "HEAP SUMMARY",
 }
 
 
 @pytest.mark.parametrize("command", DEBUGGED)
-def test_a_sandbox_runs_the_commands_that_are_shown(checkout, command):
-    subprocess.run([ROOT / "script/build", "dev", "kestrel"], check=True)
-    checkout.fake("gdb", 'echo gdb "$@"')
-    image = checkout.folder / "part.bin"
-    image.write_bytes(V2)
-    part = ["--v2"] if "valid" not in command else ["--image", str(image)]
-    words = [DEV if word == "build/dev/kestrel" else word for word in command.split()]
-    done = in_sandbox(*part, *words, env={**os.environ, **checkout.environment()})
+def test_a_sandbox_runs_the_commands_that_are_shown(sandboxes, in_sandbox, command):
+    sandboxes.fake("gdb", 'echo gdb "$@"')
+    (sandboxes.folder / "part.bin").write_bytes(V2)
+    part = ["--v2"] if "valid" not in command else ["--image", "part.bin"]
+    words = command.split()
+    done = in_sandbox(*part, *words, cwd=sandboxes.folder, env=sandboxes.environment())
     assert done.returncode == 0
     assert DEBUGGED[command] in (done.stdout + done.stderr).decode()
-    says("CONTRIBUTING.md", f"script/sandbox {part[0]}{' part.bin' * (len(part) - 1)} {command}")
+    says("CONTRIBUTING.md", f"script/sandbox {' '.join(part)} {command}")
     says(
         "CONTRIBUTING.md",
         "`script/sandbox` puts a file in the place of the EEPROM and runs a command on it, or a "
@@ -357,24 +376,23 @@ def test_a_sandbox_runs_the_commands_that_are_shown(checkout, command):
     )
 
 
-def test_a_sandbox_returns_the_commands_status():
+def test_a_sandbox_returns_the_commands_status(in_sandbox):
     assert in_sandbox("--v2", "kestrel", "-r", "--nothing").returncode == 255
     assert in_sandbox("--v2", "sh", "-c", "exit 7").returncode == 7
 
 
-def test_a_sandbox_has_the_release_build_on_the_path(checkout):
-    checkout.fake("kestrel")  # as if another one was installed
-    environment = {**os.environ, **checkout.environment()}
+def test_a_sandbox_has_the_release_build_on_the_path(sandboxes, in_sandbox):
+    sandboxes.fake("kestrel")  # as if another one was installed
     programs = "command -v kestrel; command -v kestrel-record"
-    done = in_sandbox("sh", "-c", programs, env=environment)
-    release = f"{ROOT}/build/release"
-    assert done.stdout.decode() == f"{release}/kestrel\n{release}/kestrel-record\n"
+    done = in_sandbox("sh", "-c", programs, env=sandboxes.environment())
+    built = f"{sandboxes.folder}/build/release"
+    assert done.stdout.decode() == f"{built}/kestrel\n{built}/kestrel-record\n"
     says("CONTRIBUTING.md", "`kestrel` is the release build there; name another with its path.")
 
 
-def test_a_sandbox_without_a_command_is_a_shell():
-    done = in_sandbox("--v2")
-    assert done.returncode == 0
+def test_a_sandbox_without_a_command_is_a_shell(in_sandbox):
+    done = in_sandbox("--v2", input=b"kestrel -r --valid; exit 7")
+    assert (done.returncode, done.stdout) == (7, b"1\n")
     assert b"A shell in the sandbox" in done.stderr
     says(
         "README.md",
@@ -383,7 +401,7 @@ def test_a_sandbox_without_a_command_is_a_shell():
     )
 
 
-def test_a_sandbox_refuses_what_it_does_not_know(tmp_path):
+def test_a_sandbox_refuses_what_it_does_not_know(in_sandbox, tmp_path):
     read_only = tmp_path / "read-only"
     read_only.touch(0o444)
     images = [tmp_path / "missing", tmp_path]
@@ -397,10 +415,12 @@ def test_a_sandbox_refuses_what_it_does_not_know(tmp_path):
     assert b"usage: script/sandbox" in in_sandbox("--help").stderr
 
 
-def test_a_sandbox_leaves_nothing_when_its_command_ends(tmp_path):
-    done = in_sandbox("sh", "-c", "echo $UMOCKDEV_DIR", env={**os.environ, "TMPDIR": str(tmp_path)})
-    assert done.stdout.decode().startswith(f"{tmp_path}/")
-    assert not list(tmp_path.iterdir())
+def test_a_sandbox_leaves_nothing_when_its_command_ends(in_sandbox, tmp_path):
+    temporary = tmp_path / "temporary"
+    temporary.mkdir()
+    done = in_sandbox("sh", "-c", "echo $UMOCKDEV_DIR", env={"TMPDIR": str(temporary)})
+    assert done.stdout.decode().startswith(f"{temporary}/")
+    assert not list(temporary.iterdir())
     says("script/sandbox", "Only FILE is kept afterwards.")
 
 
@@ -422,19 +442,21 @@ def test_a_script_that_a_signal_ends_cleans_up_once_and_does_not_go_on(sent):
 
 
 @SIGNALS
-def test_a_sandbox_leaves_nothing_when_a_signal_ends_it(tmp_path, sent):
+def test_a_sandbox_leaves_nothing_when_a_signal_ends_it(sandboxes, tmp_path, sent):
+    temporary = tmp_path / "temporary"
+    temporary.mkdir()
     with subprocess.Popen(
-        [ROOT / "script/sandbox", "sh", "-c", "echo ready; exec sleep 60"],
-        env={**os.environ, "TMPDIR": str(tmp_path)},
+        [sandboxes.folder / "script/sandbox", "sh", "-c", "echo ready; exec sleep 60"],
+        env={**os.environ, "TMPDIR": str(temporary)},
         stdout=subprocess.PIPE,
         process_group=0,
         preexec_fn=lambda: signal.signal(sent, signal.SIG_DFL),
     ) as sandbox:
         assert sandbox.stdout.readline() == b"ready\n"
-        assert list(tmp_path.iterdir())
+        assert list(temporary.iterdir())
         os.killpg(sandbox.pid, sent)
         assert sandbox.wait(10) == 128 + sent
-    assert not list(tmp_path.iterdir())
+    assert not list(temporary.iterdir())
 
 
 def test_every_script_that_makes_a_temporary_file_removes_it_in_the_same_way():
