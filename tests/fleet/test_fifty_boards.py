@@ -220,7 +220,7 @@ def test_the_difference_of_each_board_that_differs_is_shown(runs, name):
         "+    ser_num: SN-1",
     ]
     from_nothing = [line for line in shown["blank-21"] if line.startswith("-")]
-    says(MODULE, "description: The values that change, before and after.")
+    says(MODULE, "description: The values that change, before and after. returned: success")
     assert from_nothing == [] and "+    ser_num: SN-21" in shown["blank-21"]
 
 
@@ -281,7 +281,9 @@ def test_a_message_has_every_error_of_the_report(runs, name):
         elif line["report"]:
             assert line["msg"] == line["report"]["result"]
     says(
-        MODULE, "description: All errors, one a line, each with its field; without any, the result."
+        MODULE,
+        "description: All errors, one a line, each with its field; without any, the result. returned: "
+        "always",
     )
     says(
         "examples/fleet/action_plugins/kestrel_record.py",
@@ -353,7 +355,11 @@ def test_a_report_has_the_values_before_and_after(runs):
     assert report["before"]["ser_num"] == "0000000000000"
     assert report["after"] == own(1)
     assert 425 <= len(json.dumps(runs.first.report("new-01"))) <= 475
-    says("docs/fleet.md", "grow by some 450 bytes for each board that gets three values.")
+    says(
+        "docs/fleet.md",
+        "grow by some 450 bytes for each board that gets three values.",
+        "If your documents are confidential, so are the folder and its reports.",
+    )
 
 
 @EACH_RUN

@@ -45,8 +45,9 @@ def test_the_installed_inventory_brings_the_installed_documents_to_its_boards(fl
         assert fleet.part(name).read_bytes() == record_model.written(before[name][0], document)
     says(
         DOCUMENT_FILE,
-        "The example in `examples/fleet/` (`/usr/share/doc/kestrel/examples/fleet/`) makes each "
-        "board hold the document that the inventory names for it.",
+        "A fleet is driven by [Ansible](../examples/fleet/playbook.yml). The example in "
+        "`examples/fleet/` (`/usr/share/doc/kestrel/examples/fleet/`) makes each board hold the document "
+        "that the inventory names for it.",
         "Put the documents into `documents/` and the hosts into `inventory.ini`. Then, in that folder:",
         "**No Python**: a module of Ansible would need it, but the task `kestrel_record` is an "
         "action plugin, which runs on the controller.",  # LOCAL has no Python
@@ -136,6 +137,11 @@ def test_the_documentation_can_be_read(fleet):
     says(
         DOCUMENT_FILE,
         "`ansible-doc -M library kestrel_record` prints the options and results of the task.",
+    )
+    says(
+        MODULE,
+        "The documentation of the task, for ansible-doc. action_plugins/kestrel_record.py does the work.",
+        "short_description: Make a board hold the product data of its document",
     )
 
 

@@ -91,11 +91,12 @@ def test_the_cells_are_where_the_record_has_its_macs(tree, facts, version):
         "It makes an `nvmem` cell of each address, at positions that both versions of the record "
         "have in common, and gives two Ethernet drivers their cell.",
         "**The kernel checks no CRC.** It looks for neither the version nor the pattern.",
-        "It wants the cells in the part's own node,",
-        "The file has the form that Linux knows since 6.5, `fixed-layout`.",
-        "This makes the older form:",
+        "The file has the form that Linux knows since 6.5, `fixed-layout`. An older kernel, such as "
+        "the 6.1 of Debian 12, wants the cells in the part's own node. This makes the older form:",
+        "An Ethernet driver may wait for its cell for ever: with the wrong form, or a part that does "
+        "not answer, there is **no interface** then.",
         "The tests compile both forms and compare the positions with those of the record. They boot "
-        "no kernel with them;",
+        "no kernel with them.",
     )
 
 
@@ -104,8 +105,11 @@ def test_each_ethernet_driver_gets_the_cell_of_its_own_address(tree):
         driver = f"/ethernet{number}"
         assert tree.get(driver, "nvmem-cells") == tree.get(node, "phandle")
         assert tree.get(driver, "nvmem-cell-names", "s") == ["mac-address"]
+        properties = subprocess.check_output(["fdtget", "-p", tree.blob, driver], text=True)
+        assert {*properties.split()} == {"nvmem-cells", "nvmem-cell-names"}
     says(
         DOCUMENT,
+        "The drivers get nothing but the cell. Let the boot loader add no `local-mac-address`.",
         "[examples/kestrel-macs.dtsi](../examples/kestrel-macs.dtsi) is for the end of the board's "
         "device tree.",
     )

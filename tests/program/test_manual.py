@@ -474,11 +474,11 @@ def test_the_fixed_values_of_the_dump_are_those_of_the_page():
         for sentence in [
             f"--raw shows {of_fields['MAC USB local']}, ",
             f"and likewise for MAC USB host {of_fields['MAC USB host']}.",
-            f"it is shown as {of_fields['ARI (DECT ID)']}, ",
-            f"and each AioCalibration as {of_fields['AioCalibration 0']}.",
+            "If ARI is absent or the record is damaged, it is shown as "
+            f"{of_fields['ARI (DECT ID)']}, and each AioCalibration as {of_fields['AioCalibration 0']}.",
         ]:
             assert sentence in text_of("kestrel-record.5")
-    ids = f"EntityId is shown as {damaged['EntityId']} and EntityModelId as "
+    ids = f"If the record is damaged, EntityId is shown as {damaged['EntityId']} and EntityModelId as "
     assert ids + damaged["EntityModelId"] + "." in text_of("kestrel-record.5")
 
 

@@ -88,7 +88,7 @@ def test_the_lines_in_black_are_the_read_only_ones(menu, sandbox):
     assert sandbox.read("--valid") == b"1"
     says(
         PAGE,
-        "some terminals (vt100 to vt220) have no colours; whether the record is intact, kestrel -r "
+        "Some terminals (vt100 to vt220) have no colours; whether the record is intact, kestrel -r "
         "--valid says as well.",
     )
 

@@ -31,6 +31,13 @@ def drawn(tmp_path_factory):
 def test_the_script_draws_all_pictures(drawn):
     new = {path.name for path in drawn.iterdir() if path.read_text() != "old"}
     assert new == {path.name for path in DOCS.glob("*.svg")}
+    says(
+        "script/pictures",
+        "Draws the pictures of docs/: the menu from the cells of its real screen, the map of the record "
+        "from # the program's own tables, the time of a whole board on the bus from the figures of # "
+        "docs/performance.md, and each diagram from its text, a *.dot or a *.msc. # usage: "
+        "script/pictures [DIRECTORY] where the pictures go, docs/ without it",
+    )
 
 
 @pytest.mark.parametrize("picture", ["menu.svg", "record.svg", "whole-board.svg"])

@@ -23,6 +23,20 @@ RELEASE = {TYPE: "Release", FLAGS: "-fstack-protector-strong -D_FORTIFY_SOURCE=2
 RELEASE |= {LINKER: "--gc-sections", "CMAKE_POSITION_INDEPENDENT_CODE": "TRUE"}
 STATIC = {**NO_TESTS, DYNAMIC: "none", LINKER: f"{HARD},-z,pack-relative-relocs -Wl,--gc-sections"}
 FUZZ = {**NO_TESTS, TYPE: "RelWithDebInfo", FLAGS: f",{CHECKED}", "KESTREL_FUZZ": "TRUE"}
+DESCRIBED = {
+    "dev": "Debug, g++, warnings are errors",
+    "clang": "Like dev, with clang++",
+    "asan": "Like dev, under the address and undefined-behaviour sanitizers",
+    "coverage": "Like dev, counting the lines that the tests reach",
+    "fuzz": "The fuzz targets, under the sanitizers",
+    "release": "Optimised and hardened, for systems with Debian's libc",
+    "shared": "Like release, every library dynamic, as distributions want it",
+    "static": "Like release, each program one file that needs no library",
+    "armhf": "Like release, for 32-bit ARM boards; run script/cross armhf first",
+    "arm64": "Like armhf, for 64-bit ARM boards",
+    "static-armhf": "Like static, for 32-bit ARM boards; run script/cross armhf first",
+    "static-arm64": "Like static, for 64-bit ARM boards; run script/cross arm64 first",
+}
 
 
 @pytest.fixture
@@ -58,6 +72,7 @@ def test_a_preset_is_like_another_but_for_its_own_variables(preset, like, other)
     assert {name for name in found if found[name] != same.get(name)} == {*other}
     assert {*same} <= {*found}
     assert all(value in found[name] for name, value in other.items())
+    says("CMakePresets.json", f'"name": "{preset}", "displayName": "{DESCRIBED[preset]}"')
     says(
         "docs/performance.md",
         "The development builds (`dev`, `clang`, `asan`, `coverage`, `fuzz`) are linked like "

@@ -72,6 +72,13 @@ def test_a_command_on_the_machine_gives_its_output_its_messages_and_its_status()
     assert (done.returncode, done.stdout, done.stderr) == (7, b"02:a5:5e:00:00:00\n", b"it's\n")
     says("docs/vm.md", "`script/vm COMMAND...` runs the command and returns its output and status")
     says("README.md", "`script/vm COMMAND...` runs one command.")
+    says(
+        "script/vm",
+        "Boots a virtual machine, on which kestrel meets the kernel's own EEPROM driver, and opens a "
+        "shell # there, or runs a command and returns its output and status. Nothing is kept.",
+        "--slow the part is on a bus that takes about 1 ms a byte # The part is blank and has 2048 "
+        'bytes; the command "part 128" puts one of 128 bytes in its place.',
+    )
 
 
 def test_a_machine_that_goes_down_without_an_answer_is_an_error():

@@ -81,6 +81,9 @@ def test_a_member_of_the_group_reads_and_writes_the_part_and_nobody_else_does(ud
     says(
         "docs/on-the-board.md",
         "The group can read, change and erase **everything** on the part, with `kestrel` or without: the MAC addresses, the serial numbers, and the bytes after the record.",
+        "Keep writes out of loops: the part's data sheet says how many it bears.",
+        "Do not use a group of the bus itself, `/dev/i2c-0`, instead: it has every other part there, "
+        "too.",
     )
     says("kestrel.1", "‘Permission denied’: the user may not write to it; run kestrel as root.")
     says(
