@@ -112,6 +112,11 @@ def test_setup_installs_what_is_missing_as_root(system):
     assert checkout.run("script/setup", "try") == (0, "", "installing umockdev\n")
     install = "apt-get install -qq -y --no-install-recommends umockdev"
     assert apt_calls(checkout) == ["apt-get update -qq", install]
+    says(
+        "script/setup",
+        "Installs the Debian packages that kestrel is built, tried and tested with, as far as they are "
+        "missing.",
+    )
 
 
 @pytest.mark.parametrize("step", ["update", "install"])
@@ -198,7 +203,7 @@ def test_a_build_is_of_the_preset_and_the_targets_that_are_named(checkout):
 def test_a_build_that_fails_prints_all_output_and_has_a_status(checkout, step):
     checkout.fake("cmake", f"case $* in *{step}*) echo much; echo wrong >&2; exit 3 ;; esac")
     assert checkout.run("script/build", "dev") == (1, "", "much\nwrong\n")
-    says("script/build", "in silence unless something fails.")
+    says("script/build", "Configures and builds, in silence unless something fails.")
 
 
 def test_a_build_keeps_what_is_there_unless_another_tool_made_it(checkout):
@@ -257,7 +262,11 @@ def test_the_tests_are_built_and_run(tools, arguments, purpose, preset):
         f"script/build {preset}",
         f"ctest --preset {preset} --progress",
     ]
-    says("script/test", "dev (the default), clang, asan, release or coverage")
+    says(
+        "script/test",
+        "Builds everything and runs all tests. # usage: script/test [PRESET] dev (the default), clang, "
+        "asan, release or coverage",
+    )
     says("README.md", "script/test # test it: builds everything and runs all tests")
     says(
         "CONTRIBUTING.md",
@@ -346,6 +355,8 @@ def test_a_sandbox_keeps_the_named_image(in_sandbox, tmp_path, relative):
     assert image.read_bytes() == records.with_field(V2, "--pcb_rev", b"001")
     says(
         "script/sandbox",
+        "Runs a command, or a shell, in a sandbox: the EEPROM is a file there, and kestrel and # "
+        "kestrel-record are on the PATH.",
         "the part is FILE itself, an image from the field, say: commands change it",
     )
 
@@ -439,6 +450,11 @@ def test_a_script_that_a_signal_ends_cleans_up_once_and_does_not_go_on(sent):
         preexec_fn=lambda: signal.signal(sent, signal.SIG_DFL),
     )
     assert (done.stdout, done.returncode) == (b"cleaned\n", 128 + sent)
+    says(
+        "script/clean-up.sh",
+        "Sourced by scripts that remove something when they end, whatever ends them: they define "
+        "clean_up. # A signal that is not trapped ends dash without its EXIT trap.",
+    )
 
 
 @SIGNALS
@@ -528,7 +544,8 @@ def test_an_input_that_breaks_a_fuzz_target_is_kept_and_ends_the_fuzzing_with_1(
     assert broken == "FieldTextFuzzer" or {name.split("/")[-1] for name in ran} == names
     says(
         "script/fuzz",
-        "through four targets that # each run for the given time. An input that breaks one is "
+        "Feeds made-up texts, documents, images and command lines to the programs, through four "
+        "targets that # each run for the given time. An input that breaks one is "
         "kept in build/fuzz-found/.",
     )
 
@@ -575,6 +592,11 @@ def test_every_source_folder_is_analysed_and_both_compilers_build(checkers):
         assert folders <= set(re.findall(r"\w+", call)), checker
     assert {"script/build dev", "script/build clang"} <= {*checkers.calls()}
     says("CONTRIBUTING.md", "script/lint # formatting, both compilers' warnings, checkers")
+    says(
+        "script/lint",
+        "Checks the whole tree without running it: warnings of both compilers, formatting, static "
+        "analysis. # Any finding is an error.",
+    )
 
 
 @pytest.mark.parametrize("checker", CHECKERS)
@@ -630,6 +652,11 @@ def test_the_package_for_an_architecture_is_made_in_a_system_of_its_own(
     assert (checkout.folder / folder / "kestrel-1.2.3/debian/rules").is_file()
     assert checkout.calls()[-1].endswith(f" {folder}/*.changes")
     says(
+        "script/package",
+        "ARCHITECTURE amd64, arm64 or armhf: builds for it in a fresh Debian system with nothing but the "
+        "# build dependencies, in build/package-ARCHITECTURE/",
+    )
+    says(
         "docs/on-the-board.md",
         "As a package of what is committed, on any amd64 Debian 12 machine: script/package # for "
         "amd64, with all tests of the program, into build/package/ script/package armhf # for a "
@@ -653,7 +680,7 @@ def test_a_package_that_cannot_be_made_or_has_a_fault_is_an_error(
     checkout.fake(tool, "echo much; echo wrong >&2; exit 3")
     assert checkout.run("script/package", *arguments) == (1, "", "much\nwrong\n")
     assert (checkout.folder / f"build/{log}.log").read_text() == "much\nwrong\n"
-    says("script/package", "The log is in build/package.log.", "in build/package-ARCHITECTURE/")
+    says("script/package", "and checks them with lintian. The log is in build/package.log.")
 
 
 def test_the_package_is_made_of_what_is_committed(checkout, committed):
@@ -676,7 +703,11 @@ def test_the_package_is_made_of_what_is_committed(checkout, committed):
     listed = subprocess.check_output(["tar", "-tf", tarball], text=True).split()
     packed = {name for name in listed if not name.endswith("/")}
     assert packed == {f"kestrel-1.2.3/{name}" for name in files}
-    says("script/package", "of what is committed, in # build/package/")
+    says(
+        "script/package",
+        "Makes the release tarball and Debian's source and binary packages of what is committed, in # "
+        "build/package/,",
+    )
     says(
         "docs/on-the-board.md",
         "`script/package` also leaves the release tarball, `kestrel-VERSION.tar.xz`, which builds "
@@ -703,7 +734,11 @@ def test_a_cross_build_is_tested_and_has_both_programs_as_one_file(checkout):
         "docs/on-the-board.md",
         "script/cross armhf # build/static-armhf/kestrel, after the tests in emulation script/cross arm64 # build/static-arm64/kestrel, likewise Copy it",
     )
-    says("script/cross", "also as one static file, and runs # the tests in emulation.")
+    says(
+        "script/cross",
+        "Builds for a processor of the boards with Debian's cross compiler, also as one static file, "
+        "and runs # the tests in emulation. # usage: script/cross armhf|arm64",
+    )
 
 
 APT_GET = """
@@ -745,6 +780,11 @@ def test_all_varies_between_the_builds_but_user_and_host(checkout):
     assert varied == "--vary=-user_group,-domain_host build/package/kestrel_1.2.3-1.dsc"
     checkout.fake("reprotest", "exit 1")
     assert checkout.run("script/reproducible")[0] == 1
+    says(
+        "script/reproducible",
+        "Builds the package of build/package, which script/package makes, twice more and compares the "
+        "bytes. # The folder, the time, the language and so on differ.",
+    )
     says(
         "docs/on-the-board.md",
         "`script/reproducible` builds the package twice more, in another folder, year, language, "
@@ -799,6 +839,17 @@ def test_figures_of_reliability_that_differ_from_the_document_are_shown_and_an_e
         "The tables at the end are made by `script/reliability --write`",
         "`script/reliability` runs the same and compares.",
     )
+    says(
+        "script/reliability",
+        "Runs the fault and crash sweeps and the race of two writers on the release build, and "
+        "compares their # figures with docs/reliability.md. # usage: script/reliability [--write] "
+        "--write puts the figures into the document instead",
+    )
+    says(
+        "script/with-figures.sh",
+        "Sourced by scripts that write figures into a document, after the line for them. The line "
+        "keeps their # checksum: nobody is to change them by hand.",
+    )
 
 
 def test_the_tables_of_the_bench_are_printed_or_written_and_its_failure_is_an_error(measured):
@@ -817,6 +868,14 @@ def test_the_tables_of_the_bench_are_printed_or_written_and_its_failure_is_an_er
         "docs/performance.md",
         "The tables at the end are made by `script/bench --write`",
         "`script/bench` only prints them",
+    )
+    says(
+        "script/bench",
+        "Measures the builds against each other and against everyday commands, and prints the tables "
+        "of # docs/performance.md. Fails if a command's device calls are not the expected ones, or if "
+        "a figure that # does not depend on the load exceeds its limit.",
+        "--write puts the tables into the document instead, with the times of a whole board on the "
+        "slow bus",
     )
 
 
@@ -848,6 +907,17 @@ def test_the_arguments_of_the_tests_on_other_systems_are_those_of_pytest(
     status, printed, _ = checkout.run(f"script/{script}-test", "-k", "one", "-rA")
     assert (status, sorted(re.findall(r"PASSED (\S+)", printed))) == (1, expected)
     assert checkout.calls()[1] == PROGRAMS
+    says(
+        "script/vm-test",
+        "Runs program tests on a virtual machine, where the kernel's own driver provides the EEPROM, "
+        "and the # tests of what only that driver does. # usage: script/vm-test [ARGUMENT...] for "
+        "pytest: -k menu, say",
+    )
+    says(
+        "script/fleet-test",
+        "Runs the tests of the example in which Ansible drives many boards, each of which is a file. # "
+        "usage: script/fleet-test [ARGUMENT...] for pytest: -k locked, say",
+    )
 
 
 @pytest.mark.parametrize(
@@ -882,7 +952,10 @@ def test_a_newcomers_system_is_debian_13_unless_another_is_named(checkout, argum
     assert checkout.run("script/fresh-test", *arguments)[0] == 1
     says(
         "script/fresh-test",
-        "in a fresh minimal Debian 13:",
+        "Runs script/demo and script/test on what is committed as newcomers do, in a fresh minimal "
+        "Debian 13: as # root, where nothing can make a namespace or a mount, as in a container, and "
+        "in a folder with an # awkward name; then as a user without privileges. The system is gone "
+        "afterwards.",
         "another release of Debian: bookworm, say",
     )
     says("README.md", "Both need only Debian 12 or 13;")
@@ -970,6 +1043,11 @@ def test_the_package_of_this_architecture_is_tried_in_a_debian_12_of_its_own(che
     assert made.endswith(" bookworm /dev/null")
     checkout.fake("mmdebstrap", "exit 1")
     assert checkout.run("script/package-test")[0] == 1
+    says(
+        "script/package-test",
+        "Installs the package of build/package, which script/package makes, in a fresh minimal Debian "
+        "# system, uses and removes it there, and prints all of that. The system is gone afterwards.",
+    )
 
 
 # .ci/run
@@ -1059,8 +1137,10 @@ def test_the_demo_formats_writes_reads_checks_and_dumps(demo, version):
     assert f"\n== The first {SHOWN[version]} of {records.SIZE[version]} bytes\n$ od " in demo
     says(
         "script/demo",
-        "for both versions of the record: formats a part, writes # every element, reads each "
-        "back, checks and dumps the record, and prints the bytes of the part.",
+        "Shows the main job on parts that are files, for both versions of the record: formats a part, "
+        "writes # every element, reads each back, checks and dumps the record, and prints the bytes of "
+        "the part. Then # shows how kestrel-record handles a whole board. Each command is printed in a "
+        "form that can be copied.",
     )
     says(
         "README.md",
