@@ -319,6 +319,7 @@ def test_a_board_that_only_root_may_write_is_written_by_sudo(fleet, over_ssh):
         MODULE,
         "How many seconds to wait for a program that has locked the part; without it, as long as "
         "C(kestrel-record) does by itself.",
+        "The part on the board; without it the EEPROM that C(kestrel-record) takes by itself.",
     )
     says(
         "examples/fleet/inventory.ini",

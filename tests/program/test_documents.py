@@ -91,18 +91,20 @@ def test_the_version_is_the_same_wherever_it_stands():
     assert found(r"^## (\S+) \(\d{4}-\d\d-\d\d\)$", "CHANGELOG.md") == version
     assert found(r"\Akestrel \((\S+)-1\)", "debian/changelog") == version
     released = found(r"^ -- .*>  \w+, (\d+ \w+ \d+) ", "debian/changelog")
-    assert found(r"^## \S+ \((.*)\)$", "CHANGELOG.md") == time.strftime(
-        "%Y-%m-%d", time.strptime(released, "%d %b %Y")
-    )
+    date = time.strptime(released, "%d %b %Y")
+    assert found(r"^## \S+ \((.*)\)$", "CHANGELOG.md") == time.strftime("%Y-%m-%d", date)
     pages = sorted((ROOT / "man").glob("*.[1-8]"))
     assert [found(r"^\.Os kestrel (\S+)$", page) for page in pages] == [version] * 4
+    dates = {time.strptime(found(r"^\.Dd (.*)$", page), "%B %d, %Y") for page in pages}
+    assert dates == {date}
     says(
         "CHANGELOG.md",
         "What a user notices, the newest first. Versions are those of `CMakeLists.txt`.",
     )
     says(
         "CONTRIBUTING.md",
-        "1. Set the version in `project()` of `CMakeLists.txt`, and after `.Os` in the pages of `man/`.",
+        "1. Set the version in `project()` of `CMakeLists.txt`, and after `.Os` in the pages of `man/`, "
+        "with the date after `.Dd`.",
         'Put the version and the date over what is under "Unreleased" in `CHANGELOG.md`, and add '
         "the same version with `-1` to `debian/changelog` (`dch -v VERSION-1`). A test compares "
         "all of them.",

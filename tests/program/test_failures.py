@@ -164,6 +164,7 @@ def expect_assertion(sandbox, fault, arguments, assertion):
     assert (result.status, result.out) == (-signal.SIGABRT, b"")
     error = result.err.removesuffix(EMULATOR_ABORTS)
     assert error.endswith(b": ../Eeprom.cpp:" + assertion + b" failed.\n")
+    says("kestrel.1", f"../Eeprom.cpp:{assertion.decode()} failed.")
     assert not (ROOT / "Eeprom.cpp").exists()
     says(
         "docs/architecture.md",
