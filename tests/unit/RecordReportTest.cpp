@@ -18,10 +18,12 @@ Report writtenReport()
 
 } // namespace
 
-TEST(Report, ShowsBothValuesOfEachFieldInLines)
+TEST(Report, ShowsBothValuesOfEachFieldInLinesAlsoWhereTheyAreEmpty)
 {
-    EXPECT_EQ(reportAsLines(writtenReport()),
-              "ser_num: \\u0080\" -> SN\nversion: 1 -> 2\nwritten\n");
+    Report report = writtenReport();
+    report.comparison.changes.push_back({findField("pcb_ser_num"), "", ""});
+    EXPECT_EQ(reportAsLines(report),
+              "ser_num: \\u0080\" -> SN\nversion: 1 -> 2\npcb_ser_num:  -> \nwritten\n");
 }
 
 TEST(Report, CutsALongValueInItsLineButNotInJson)
