@@ -13,6 +13,7 @@ import pexpect
 import pytest
 import record_model
 import records
+from documents import says
 from idleness import is_idle
 
 ROOT = Path(__file__).parents[2]
@@ -207,6 +208,13 @@ def test_for_a_value_the_form_is_shown_and_the_line_left_alone(shell, option):
         line = f"kestrel -w {option} {value}"
         assert shell.form(line)
         assert shell.line(line + TAB * 4) == line
+    for file, shows in (("_kestrel", "shows"), ("kestrel.bash", "lists")):
+        says(
+            f"completion/{file}",
+            "ompletes the words of a command but no values, since what is on the line gets written to "
+            f"the # board; for a value it {shows} the form. It does not run kestrel, which opens the "
+            "device whatever it # is asked to do.",
+        )
 
 
 def test_the_forms_shown_are_accepted(shell, make_sandbox):
