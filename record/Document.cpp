@@ -30,7 +30,12 @@ std::string placed(long line, long column, const std::string& message)
     return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + message;
 }
 
-// jansson takes a zero byte after a number for nothing at all.
+bool beginsCharacter(char byte)
+{
+    return (static_cast<unsigned char>(byte) & 0xc0U) != 0x80U;
+}
+
+// jansson takes a zero byte after a number for nothing at all. Like it, this counts characters.
 void refuseZeroByte(const std::string& text, Errors& errors)
 {
     const size_t zero = text.find('\0');
@@ -39,7 +44,8 @@ void refuseZeroByte(const std::string& text, Errors& errors)
     const auto begin = text.begin();
     const auto end = begin + static_cast<std::ptrdiff_t>(zero);
     const auto line = std::find(std::reverse_iterator(end), text.rend(), '\n').base();
-    errors.push_back({std::nullopt, placed(std::count(begin, end, '\n') + 1, end - line + 1,
+    errors.push_back({std::nullopt, placed(std::count(begin, end, '\n') + 1,
+                                           std::count_if(line, end, beginsCharacter) + 1,
                                            "a zero byte is not allowed")});
 }
 

@@ -59,7 +59,7 @@ DOCUMENTS = [
     {"pcb_ser_num": "", "ser_num": ""},
     *({"version": v, "type": "0x1E", "mac3": "02:A5:5E:12:34:0A"} for v in (1, 2)),
     *(without(model.sample(v), "ser_num") for v in (1, 2)),
-    *(without(model.sample(v), "version") for v in (1, 2)),
+    *({**without(model.sample(v), "version"), "pcb_ser_num": ""} for v in (1, 2)),
     *(model.decoded(records.formatted(v), v) for v in (1, 2)),
     *(model.sample(v) for v in (1, 2)),
 ]
@@ -264,11 +264,11 @@ def test_reading_commands_lock_the_part_shared_and_read_it_once(make_part, conte
 
 
 @VERSIONS
-def test_a_dry_run_opens_the_part_for_reading_only(make_part, version):
+def test_a_dry_run_opens_the_part_for_reading_only_and_locks_it_shared(make_part, version):
     contents = records.formatted(version)
     part = make_part(contents)
     calls = operations(part, "write", "-n", document=model.sample(version))
-    assert calls[0] == "open O_RDONLY" and calls[2:] == reading("", "", len(contents))[2:]
+    assert calls == reading("O_RDONLY", "LOCK_SH", len(contents))
 
 
 @EACH_PART

@@ -49,8 +49,8 @@ TEST(Document, NamesItsFieldsInItsOwnOrder)
 
 TEST(Document, ThatIsNoJsonObjectIsRefusedWithItsPlace)
 {
-    EXPECT_EQ(refusal("{\n \"type\": }").substr(0, 18), "line 2, column 10:");
-    EXPECT_EQ(refusal(std::string("{\n\"version\": 1\0}", 16)),
+    EXPECT_EQ(refusal("{\n \"typ\xc3\xa4\": }").substr(0, 18), "line 2, column 10:");
+    EXPECT_EQ(refusal(std::string("{\n\"versi\xc3\xb6n\": 1\0}", 17)),
               "line 2, column 13: a zero byte is not allowed");
     EXPECT_EQ(refusal(" []"), "line 1, column 1: the document must be a JSON object");
 }
@@ -103,12 +103,12 @@ TEST(Document, LetsTheLastSettingOfAFieldCountAlone)
                                            {"version", "]"},
                                            {"type", "0x2"},
                                            {"version", " 2 "},
-                                           {"ser_num", "\"q\" = 1"}};
+                                           {"ser_num", "\"q = 1\""}};
     const Document document = parseDocument("{\"type\": 7}", settings, VersionIs::kOptional);
     EXPECT_EQ(document.version, 2U);
     ASSERT_EQ(document.values.size(), 2U);
     EXPECT_EQ(document.values[0].value, "0x2");
-    EXPECT_EQ(document.values[1].value, "\"q\" = 1");
+    EXPECT_EQ(document.values[1].value, "\"q = 1\"");
 }
 
 TEST(Document, ChecksSettingsLikeAnythingElse)
