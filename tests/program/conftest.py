@@ -9,6 +9,7 @@ from collections import namedtuple
 from pathlib import Path
 
 import pytest
+from checkout import Checkout
 
 DEVICE = "sys/bus/i2c/devices/0-0050/eeprom"
 
@@ -220,3 +221,8 @@ def make_part(request, tmp_path):
     """Makes a part for kestrel-record from its bytes; None for one that is not there."""
     program = Path(request.config.getoption("--programs")).resolve() / "kestrel-record"
     return lambda contents=None: Part(program, tmp_path / "part", contents)
+
+
+@pytest.fixture
+def checkout(tmp_path):
+    return Checkout(tmp_path / "a checkout")
