@@ -44,12 +44,14 @@ TEST(Options, StandAnywhereBeforeTheDoubleDashWhateverTheEnvironmentSays)
     EXPECT_EQ(options.document, "-");
     EXPECT_EQ(options.output, "F");
     EXPECT_TRUE(options.dryRun && options.json);
-    EXPECT_EQ(parse(kEverything, {"-no", "F", "--", "--json"}).document, "--json");
+    for (const char* document : {"--json", "-"})
+        EXPECT_EQ(parse(kEverything, {"-no", "F", "--", document}).document, document);
 }
 
 TEST(Options, TakeSettingsApartAtTheFirstEqualsSign)
 {
-    const Options options = parse(kEverything, {"-o", "F", "--set=a=b=c", "--set", "a= "});
+    const Options options = parse(kEverything, {"-o", "", "--set=a=b=c", "--set", "a= "});
+    EXPECT_EQ(options.output, "");
     ASSERT_EQ(options.settings.size(), 2U);
     EXPECT_EQ(options.settings[0].key, "a");
     EXPECT_EQ(options.settings[0].value, "b=c");
