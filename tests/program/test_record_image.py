@@ -93,8 +93,10 @@ def test_a_symbolic_link_stays_and_what_it_names_is_made(record, tmp_path, there
     target, link = tmp_path / "folder/target", tmp_path / "link"
     if there:
         target.write_bytes(b"old")
+        (tmp_path / "old").hardlink_to(target)
     link.symlink_to(target if start else "folder/target")
     assert image(record, link).status == 0
+    assert not there or (tmp_path / "old").read_bytes() == b"old"
     assert link.is_symlink() and target.read_bytes() == V1
     assert [path.name for path in (tmp_path / "folder").iterdir()] == ["target"]
 

@@ -444,6 +444,14 @@ def test_a_signal_during_the_write_takes_effect_after_the_report(make_part, name
     assert part.image == records.with_field(records.formatted(2), "--ser_num", b"1")
 
 
+@pytest.mark.parametrize("fault", ["error=EIO", "retval=69"])
+def test_a_signal_during_a_write_that_fails_takes_effect_after_the_message(make_part, fault):
+    part = make_part(records.formatted(2))
+    result = part.fail(f"write:{fault}:signal=SIGTERM", "write", "--set", "ser_num=1")
+    assert result.status == -signal.SIGTERM
+    assert result.err.endswith(b"; the part may have been changed\n")
+
+
 def test_a_signal_that_is_ignored_stays_ignored(make_part):
     part = make_part(records.formatted(2))
     ignoring = ["sh", "-c", "trap '' HUP; exec \"$@\"", "sh"]
