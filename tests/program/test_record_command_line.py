@@ -399,12 +399,15 @@ def test_writers_of_different_fields_all_arrive(part):
 
 # Outputs
 
-PRINTING = [["read"], ["check", DOCUMENT], ["diff", DOCUMENT], WRITE, ["write", "-n", DOCUMENT]]
-PRINTING += [[*command, "--json"] for command in PRINTING[1:]]
+PRINTING = [["check", DOCUMENT], ["diff", DOCUMENT], WRITE, ["write", "-n", DOCUMENT]]
+PRINTING += [[*command, "--json"] for command in PRINTING]
+PRINTING += [["read"], ["read", "--damaged"]]
 
 
 @pytest.mark.parametrize("command", PRINTING, ids=str)
 def test_an_output_that_cannot_be_written_is_status_4(part, command):
+    if "--damaged" in command:
+        part.image = records.damaged(V2)
     with open("/dev/full", "wb") as full:
         result = part.run(*command, stdout=full)
     cannot = b"kestrel-record: cannot report: Error writing to standard output"

@@ -187,6 +187,7 @@ def with_fault(record, tmp_path, fault):
 @pytest.mark.parametrize(
     "fault",
     [
+        "openat:error=EACCES:when=LAST",
         "write:error=ENOSPC:when=LAST",
         "fsync:error=EIO",
         "close:error=EIO:when=LAST",
