@@ -104,11 +104,12 @@ TEST(Document, LetsTheLastSettingOfAFieldCountAlone)
                                            {"type", "0x2"},
                                            {"version", " 2 "},
                                            {"ser_num", "\"q = 1\""}};
-    const Document document = parseDocument("{\"type\": 7}", settings, VersionIs::kOptional);
+    const std::string text = R"({"ser_num": 1, "type": 7})";
+    const Document document = parseDocument(text, settings, VersionIs::kOptional);
     EXPECT_EQ(document.version, 2U);
     ASSERT_EQ(document.values.size(), 2U);
-    EXPECT_EQ(document.values[0].value, "0x2");
-    EXPECT_EQ(document.values[1].value, "\"q = 1\"");
+    EXPECT_EQ(document.values[0].value, "\"q = 1\"");
+    EXPECT_EQ(document.values[1].value, "0x2");
 }
 
 TEST(Document, ChecksSettingsLikeAnythingElse)
