@@ -282,10 +282,10 @@ def test_an_input_that_breaks_a_fuzz_target_is_kept_and_ends_the_fuzzing_with_1(
     checkout, names = targets
     finds = 'for word; do case $word in -artifact_prefix=*) echo >"${word#*=}crash" ;; esac; done'
     checkout.fake(f"build/fuzz/tests/fuzz/{broken}", f"{finds}; exit 77")
+    checkout.put({"build/fuzz-found/earlier": ""})
     assert checkout.run("script/fuzz", "7")[0] == 1
-    assert [path.name for path in (checkout.folder / "build/fuzz-found").iterdir()] == [
-        f"{broken}-crash"
-    ]
+    found = {path.name for path in (checkout.folder / "build/fuzz-found").iterdir()}
+    assert found == {"earlier", f"{broken}-crash"}
     ran = {call.split()[0]: call for call in checkout.calls() if "Fuzzer" in call}
     assert all("-max_total_time=7 " in call for call in ran.values())
     assert broken == "FieldTextFuzzer" or {name.split("/")[-1] for name in ran} == names
