@@ -103,8 +103,9 @@ def test_the_version_is_the_same_wherever_it_stands():
     )
     says(
         "CONTRIBUTING.md",
-        "1. Set the version in `project()` of `CMakeLists.txt`, and after `.Os` in the pages of `man/`, "
-        "with the date after `.Dd`.",
+        "1. Choose the version: *major* when a script of a production line could notice, *minor* for "
+        "something new, *patch* otherwise. Set it in `project()` of `CMakeLists.txt`, and after `.Os` "
+        "in the pages of `man/`, with the date after `.Dd`.",
         'Put the version and the date over what is under "Unreleased" in `CHANGELOG.md`, and add '
         "the same version with `-1` to `debian/changelog` (`dch -v VERSION-1`). A test compares "
         "all of them.",
