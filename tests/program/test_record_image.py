@@ -9,6 +9,7 @@ import subprocess
 import pytest
 import record_model as model
 import records
+from conftest import HEEDING_MODES
 
 VERSIONS = pytest.mark.parametrize("version", [1, 2])
 V1 = records.formatted(1)
@@ -205,6 +206,16 @@ def test_a_file_that_cannot_be_made_leaves_the_folder_as_it_was(record, tmp_path
     assert "INJECTED" in calls and f'openat(AT_FDCWD, "{folder}/.' in calls  # and not elsewhere
     assert result.status == 4 and result.err.startswith(b"kestrel-record: ")
     assert [path.read_bytes() for path in folder.iterdir()] == ([b"old"] if there else [])
+
+
+def test_a_file_in_a_folder_that_takes_no_other_stays_as_it_was(record, tmp_path):
+    file = tmp_path / "folder/image"
+    file.parent.mkdir()
+    file.write_bytes(b"old")
+    file.parent.chmod(0o555)
+    result = image(record, file, before=HEEDING_MODES)
+    assert result.status == 4 and b"Permission denied" in result.err
+    assert file.read_bytes() == b"old"
 
 
 def test_standard_output_that_cannot_be_written_is_status_4(record):
