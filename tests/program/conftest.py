@@ -18,7 +18,7 @@ Result = namedtuple("Result", "status out err")
 
 def pytest_addoption(parser):
     parser.addoption("--programs", required=True, help="where the programs to be tested are")
-    parser.addoption("--rounds", type=int, default=500, help="of random records")
+    parser.addoption("--rounds", type=int, default=200, help="of random records")
 
 
 def heed_signals():
