@@ -125,6 +125,8 @@ def test_every_test_there_is_is_run(build, tmp_path):
         if {"name": "LABELS", "value": ["tree"]} in test["properties"]
     }
     modules = {path.stem: path.read_text() for path in (ROOT / "tests/program").glob("test_*.py")}
+    if build.name != "release":
+        assert re.search("^# ctest:.* release", modules.pop("test_valgrind"), re.MULTILINE)
     names = [test["name"] for test in tests]
     assert {name for name in names if name.startswith("test_")} == {*modules}
     assert trees == {
