@@ -4,7 +4,6 @@
 
 import json
 import subprocess
-from pathlib import Path
 
 import pytest
 import record_model
@@ -12,11 +11,6 @@ import records
 
 V1 = records.formatted(1)
 V2 = records.formatted(2)
-
-
-@pytest.fixture
-def programs(request):
-    return Path(request.config.getoption("--programs"))
 
 
 @pytest.mark.parametrize(
@@ -37,9 +31,8 @@ def programs(request):
         (records.BLANK_V1, ["--raw"], 1),
     ],
 )
-def test_it_finds_nothing(make_sandbox, programs, contents, arguments, status):
-    sandbox = make_sandbox(contents)
-    check(sandbox, [programs / "kestrel", *arguments], status)
+def test_it_finds_nothing(make_sandbox, contents, arguments, status):
+    check(make_sandbox(contents), arguments, status)
 
 
 BOARD = record_model.sample(2)
@@ -64,19 +57,18 @@ BOARD = record_model.sample(2)
     ],
 )
 def test_it_finds_nothing_in_a_command_on_the_whole_record(
-    make_sandbox, programs, contents, arguments, document, status
+    make_sandbox, contents, arguments, document, status
 ):
-    sandbox = make_sandbox(contents)
-    text = json.dumps(document).encode()
-    check(sandbox, [programs / "kestrel-record", *arguments], status, input=text)
+    sandbox = make_sandbox(contents, "kestrel-record")
+    check(sandbox, arguments, status, input=json.dumps(document).encode())
 
 
-def check(sandbox, command, status, **options):
+def check(sandbox, arguments, status, **options):
     # An exception that ends the process is not freed, and not lost either.
     checker = ["valgrind", "-q", "--error-exitcode=99", "--leak-check=full"]
     checker += ["--show-leak-kinds=definite,indirect", "--errors-for-leak-kinds=definite,indirect"]
     done = subprocess.run(
-        ["umockdev-wrapper", *checker, *command],
+        ["umockdev-wrapper", *checker, sandbox.program, *arguments],
         env=sandbox.environment(),
         capture_output=True,
         check=False,
